@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Builds everything from nothing and runs every test:
+#   1. a warnings-as-errors build, all tests through CTest;
+#   2. an AddressSanitizer + UndefinedBehaviorSanitizer build, all tests again;
+#   3. the libFuzzer targets (clang, with both sanitizers), each for a bounded time.
+# Environment: FUZZ_SECONDS (default 60 per target), JOBS (default 2).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+bash scripts/install-deps.sh
+
+JOBS="${JOBS:-2}"
+FUZZ_SECONDS="${FUZZ_SECONDS:-60}"
+
+echo "== build (warnings as errors)"
+cmake -S . -B build/ci -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTANDRI_WERROR=ON
+cmake --build build/ci -j "$JOBS"
+echo "== tests"
+ctest --test-dir build/ci --output-on-failure -j "$JOBS"
+
+echo "== build (AddressSanitizer + UndefinedBehaviorSanitizer)"
+cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTANDRI_WERROR=ON \
+  -DTANDRI_SANITIZE=address,undefined -DTANDRI_BENCH=OFF
+cmake --build build/asan -j "$JOBS"
+echo "== tests under sanitizers"
+ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
+  ctest --test-dir build/asan --output-on-failure -j "$JOBS"
+
+echo "== fuzzing (${FUZZ_SECONDS}s per target)"
+CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DTANDRI_WERROR=ON -DTANDRI_FUZZ=ON -DTANDRI_SANITIZE=address,undefined -DTANDRI_BENCH=OFF
+cmake --build build/fuzz -j "$JOBS"
+for target in build/fuzz/fuzz_*; do
+  [ -x "$target" ] || continue
+  name=$(basename "$target")
+  corpus="build/fuzz/corpus/$name"
+  mkdir -p "$corpus"
+  seeds=()
+  [ -d "fuzz/seeds/$name" ] && seeds=("fuzz/seeds/$name")
+  echo "-- $name"
+  "$target" -max_total_time="$FUZZ_SECONDS" -max_len=8192 -timeout=10 -rss_limit_mb=2048 \
+    -print_final_stats=1 -artifact_prefix="build/fuzz/" "$corpus" "${seeds[@]}" 2>&1 | tail -n 12
+done
+echo "== all passed"

@@ -1,0 +1,17 @@
+#include "Core/Utils/DispatchHelper.hpp"
+
+#include "Platform/Platform.hpp"
+
+namespace tandri {
+
+void DispatchHelper::setRunOnMain(const std::function<void()>& work) {
+    if (!work) return;
+    const auto& queue = Platform::current().mainQueue;
+    if (!queue || queue->isMainThread()) {
+        work();
+        return;
+    }
+    queue->runSync(work);
+}
+
+}  // namespace tandri

@@ -1,0 +1,26 @@
+// Running work on the main thread, and telling closures from other values.
+#pragma once
+
+#include <functional>
+
+#include "tandri/Value.hpp"
+
+namespace tandri {
+
+class DispatchHelper {
+  public:
+    /// Runs `work` on the main thread at once: directly when already there, otherwise the caller
+    /// waits until the main thread has run it. The closure is not kept. Without a main queue
+    /// installed it runs where it is called.
+    static void setRunOnMain(const std::function<void()>& work);
+    /// Always nothing: the property only runs what it is given.
+    static std::function<void()> runOnMain() { return {}; }
+};
+
+class BlockUtil {
+  public:
+    /// Whether a value is a closure. Values know their kind, so no type walk is needed.
+    static bool isBlock(const std::optional<Value>& value) { return value && value->isClosure(); }
+};
+
+}  // namespace tandri

@@ -1,0 +1,88 @@
+#include "Core/Utils/URL.hpp"
+
+#include <uriparser/Uri.h>
+
+#ifndef TANDRI_MAKER_DOMAIN
+#define TANDRI_MAKER_DOMAIN "tandri.com"
+#endif
+
+namespace tandri {
+
+namespace {
+std::string rangeText(const UriTextRangeA& range) {
+    if (!range.first || !range.afterLast) return {};
+    return std::string(range.first, range.afterLast);
+}
+
+std::string& makerDomainSlot() {
+    static std::string domain = TANDRI_MAKER_DOMAIN;
+    return domain;
+}
+}  // namespace
+
+std::optional<URL> URL::parse(std::string_view text) {
+    std::string owned(text);
+    UriUriA uri;
+    const char* errorPos = nullptr;
+    if (uriParseSingleUriExA(&uri, owned.data(), owned.data() + owned.size(), &errorPos) !=
+        URI_SUCCESS) {
+        return std::nullopt;
+    }
+    URL url;
+    url.scheme_ = rangeText(uri.scheme);
+    // A URI with an authority has a host, possibly empty ("file:///x").
+    if (uri.hostText.first) url.host_ = rangeText(uri.hostText);
+    if (uri.portText.first && uri.portText.first != uri.portText.afterLast) {
+        url.port_ = rangeText(uri.portText);
+    }
+    uriFreeUriMembersA(&uri);
+    url.text_ = std::move(owned);
+    return url;
+}
+
+bool URL::isTandriDomain() const {
+    if (!host_) return false;
+    const std::string& host = *host_;
+    auto last = host.rfind('.');
+    if (last == std::string::npos) return false;
+    // The last two labels: everything after the second-to-last dot.
+    auto before = last == 0 ? std::string::npos : host.rfind('.', last - 1);
+    std::string_view lastTwo(host);
+    if (before != std::string::npos) lastTwo = lastTwo.substr(before + 1);
+    return lastTwo == makerDomain();
+}
+
+std::string URL::getTargetOrigin() const {
+    std::string out = scheme_;
+    out.append("://");
+    out.append(host_ ? *host_ : "(null)");
+    out.append(":");
+    out.append(port_ ? *port_ : "(null)");
+    return out;
+}
+
+const std::string& makerDomain() {
+    return makerDomainSlot();
+}
+void setMakerDomain(std::string domain) {
+    makerDomainSlot() = std::move(domain);
+}
+
+std::string appendManualCheckoutURLString(std::string_view base) {
+    std::string out(base);
+    out.append("/checkout-widget/mobile-button?manualCheckout");
+    return out;
+}
+
+std::string appendMobileButtonWithColor(std::string_view base, std::string_view color) {
+    std::string out(base);
+    out.append("/checkout-widget/mobile-button?color=");
+    out.append(color);
+    return out;
+}
+
+bool isNilOrBlank(const std::optional<std::string>& text) {
+    return !text || text->empty();
+}
+
+}  // namespace tandri

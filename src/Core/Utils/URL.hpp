@@ -1,0 +1,56 @@
+// URLs as the bridge needs them: the parts of an absolute URL, the origin tests and the button
+// page addresses.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tandri {
+
+class URL {
+  public:
+    /// Parses an RFC 3986 URI reference; absent when it is not one.
+    static std::optional<URL> parse(std::string_view text);
+
+    const std::string& absoluteString() const { return text_; }
+    /// The scheme as written (no case folding); empty when there is none.
+    const std::string& scheme() const { return scheme_; }
+    /// The host as written, without the brackets of an address literal; absent when none.
+    const std::optional<std::string>& host() const { return host_; }
+    /// The explicit port text; absent when the URL names none.
+    const std::optional<std::string>& port() const { return port_; }
+
+    /// True exactly when the scheme is "https" (case-sensitive).
+    bool isSecure() const { return scheme_ == "https"; }
+    /// True exactly when the last two labels of the host are the maker's registrable domain.
+    bool isTandriDomain() const;
+    /// "<scheme>://<host>:<port>", with "(null)" for a missing host or port.
+    std::string getTargetOrigin() const;
+
+    bool operator==(const URL& other) const { return text_ == other.text_; }
+
+  private:
+    std::string text_;
+    std::string scheme_;
+    std::optional<std::string> host_;
+    std::optional<std::string> port_;
+};
+
+/// The maker's two-label registrable domain (a build setting, "tandri.com" unless configured);
+/// tests and the demo point it at their own test domain.
+const std::string& makerDomain();
+void setMakerDomain(std::string domain);
+
+/// The button page in manual-checkout mode under a base address.
+std::string appendManualCheckoutURLString(std::string_view base);
+/// The button page in a given colour under a base address (the colour is not escaped).
+std::string appendMobileButtonWithColor(std::string_view base, std::string_view color);
+
+/// True for an absent string or the empty string (a string of blanks is not blank here).
+bool isNilOrBlank(const std::optional<std::string>& text);
+inline bool isNilOrBlank(const std::string* text) {
+    return !text || text->empty();
+}
+
+}  // namespace tandri

@@ -1,0 +1,23 @@
+// The ports through which the core reaches everything it touches. A platform (simulated for
+// tests, GTK on the desktop) fills them in once at start-up with `install`.
+#pragma once
+
+#include <memory>
+
+#include "Platform/MainQueue.hpp"
+#include "Platform/SystemLog.hpp"
+
+namespace tandri {
+
+struct Platform {
+    std::shared_ptr<MainQueue> mainQueue;
+    std::shared_ptr<SystemLog> systemLog;
+
+    /// The ports in force. Before any install: no main queue (work runs where it is called)
+    /// and a system log on standard error.
+    static Platform& current();
+    /// Replaces the ports in force; missing ones fall back to the defaults above.
+    static void install(Platform ports);
+};
+
+}  // namespace tandri

@@ -1,0 +1,77 @@
+#include "Platform/Simulated/SimulatedMainQueue.hpp"
+
+namespace tandri::sim {
+
+SimulatedMainQueue::SimulatedMainQueue() : mainThread_(std::this_thread::get_id()) {}
+
+bool SimulatedMainQueue::isMainThread() const {
+    return std::this_thread::get_id() == mainThread_;
+}
+
+void SimulatedMainQueue::post(std::function<void()> work) {
+    {
+        std::lock_guard lock(mutex_);
+        queue_.push_back(std::move(work));
+    }
+    arrived_.notify_all();
+}
+
+void SimulatedMainQueue::runSync(std::function<void()> work) {
+    if (isMainThread()) {
+        work();
+        return;
+    }
+    std::mutex doneMutex;
+    std::condition_variable doneSignal;
+    bool done = false;
+    post([&] {
+        work();
+        {
+            std::lock_guard lock(doneMutex);
+            done = true;
+        }
+        doneSignal.notify_all();
+    });
+    std::unique_lock lock(doneMutex);
+    doneSignal.wait(lock, [&] { return done; });
+}
+
+bool SimulatedMainQueue::runOne() {
+    std::function<void()> work;
+    {
+        std::lock_guard lock(mutex_);
+        if (queue_.empty()) return false;
+        work = std::move(queue_.front());
+        queue_.pop_front();
+    }
+    work();
+    return true;
+}
+
+std::size_t SimulatedMainQueue::drain() {
+    std::size_t count = 0;
+    while (runOne()) ++count;
+    return count;
+}
+
+std::size_t SimulatedMainQueue::pending() const {
+    std::lock_guard lock(mutex_);
+    return queue_.size();
+}
+
+bool SimulatedMainQueue::drainUntil(const std::function<bool()>& done,
+                                    std::chrono::milliseconds timeout) {
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (true) {
+        drain();
+        if (done()) return true;
+        std::unique_lock lock(mutex_);
+        if (!arrived_.wait_until(lock, deadline, [&] { return !queue_.empty(); })) {
+            lock.unlock();
+            drain();
+            return done();
+        }
+    }
+}
+
+}  // namespace tandri::sim
