@@ -65,12 +65,10 @@ bool SimulatedMainQueue::drainUntil(const std::function<bool()>& done,
     while (true) {
         drain();
         if (done()) return true;
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        // Wake on new work, or look at `done` again shortly: it may turn true without new work.
         std::unique_lock lock(mutex_);
-        if (!arrived_.wait_until(lock, deadline, [&] { return !queue_.empty(); })) {
-            lock.unlock();
-            drain();
-            return done();
-        }
+        arrived_.wait_for(lock, std::chrono::milliseconds(1), [&] { return !queue_.empty(); });
     }
 }
 
