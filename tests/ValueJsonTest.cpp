@@ -98,7 +98,7 @@ TEST(Json, RefusesBadInputWithoutCrashing) {
     auto big = json::parse("[18446744073709551615, -9223372036854775808, 1e308, 1e-320]");
     ASSERT_TRUE(big);
     EXPECT_EQ(big->asArray()[1].asInt(), std::numeric_limits<std::int64_t>::min());
-    EXPECT_EQ(*json::write(*big), "[18446744073709551616,-9223372036854775808,1e+308,1e-320]");
+    EXPECT_EQ(*json::write(*big), "[1.8446744073709552e+19,-9223372036854775808,1e+308,1e-320]");
 }
 
 TEST(Json, WritesNumbersInShortestExactFormAndRefusesNonFinite) {
