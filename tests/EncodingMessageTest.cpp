@@ -107,8 +107,9 @@ TEST(JSResult, ResponseObjectHasFourKeysInOrder) {
     EXPECT_EQ(jsEncoded(*empty), R"({"id":"12","name":"result","data":null,"error":null})");
     auto failed =
         JSResult::error("No valid key was found on the message").jsEncodableWithIdentifier("12");
-    EXPECT_EQ(jsEncoded(*failed),
-              R"({"id":"12","name":"result","data":null,"error":"No valid key was found on the message"})");
+    EXPECT_EQ(
+        jsEncoded(*failed),
+        R"({"id":"12","name":"result","data":null,"error":"No valid key was found on the message"})");
     EXPECT_FALSE(JSResult::success(Value(1)).jsEncodableWithIdentifier(std::nullopt));
     // Data that is not valid JSON makes the whole response null, as the page would see it.
     auto bad = JSResult::success(Value(Array{Value::date(0)})).jsEncodableWithIdentifier("1");

@@ -33,7 +33,8 @@ TEST(Logging, BannersByteForByte) {
     EXPECT_EQ(incomingBanner(*message, "CheckoutWebViewBridge"),
               "\n\n" + kStars + "\n<---\nCheckoutWebViewBridge.get\n" + kStars + "\n" +
                   expectedBody + "\n" + kZwnj + kZwnj + kZwnj + kZwnj + " ");
-    Value response(Dictionary{{"id", "7"}, {"name", "result"}, {"data", Value()}, {"error", Value()}});
+    Value response(
+        Dictionary{{"id", "7"}, {"name", "result"}, {"data", Value()}, {"error", Value()}});
     EXPECT_EQ(outgoingBanner("get", response, "JSBridge"),
               "\n\n" + kStars + "\n--->\nJSBridge.get\n" + kStars +
                   "\n{\n  \"data\" : null,\n  \"error\" : null,\n  \"id\" : \"7\",\n  \"name\" : "
@@ -99,13 +100,15 @@ TEST(URLUtils, SecureAndDomainTests) {
 TEST(URLUtils, ButtonAddressesAndBlankTest) {
     EXPECT_EQ(appendMobileButtonWithColor("https://c.example", "standard"),
               "https://c.example/checkout-widget/mobile-button?color=standard");
-    EXPECT_EQ(appendMobileButtonWithColor("B", "a b&c"), "B/checkout-widget/mobile-button?color=a b&c");
+    EXPECT_EQ(appendMobileButtonWithColor("B", "a b&c"),
+              "B/checkout-widget/mobile-button?color=a b&c");
     EXPECT_EQ(appendManualCheckoutURLString("https://c.example"),
               "https://c.example/checkout-widget/mobile-button?manualCheckout");
     EXPECT_TRUE(isNilOrBlank(std::optional<std::string>()));
     EXPECT_TRUE(isNilOrBlank(std::optional<std::string>("")));
     EXPECT_FALSE(isNilOrBlank(std::optional<std::string>(" ")));
-    EXPECT_TRUE(BlockUtil::isBlock(Value::closure([](const std::optional<Value>&, AnswerClosure) {})));
+    EXPECT_TRUE(
+        BlockUtil::isBlock(Value::closure([](const std::optional<Value>&, AnswerClosure) {})));
     EXPECT_FALSE(BlockUtil::isBlock(Value("f")));
     EXPECT_FALSE(BlockUtil::isBlock(std::nullopt));
 }
@@ -121,9 +124,8 @@ TEST(DispatchHelper, RunsOnMainAtOnceOrMakesTheCallerWait) {
     std::atomic<bool> workerReturned{false};
     std::atomic<bool> ranBeforeReturn{false};
     std::thread worker([&] {
-        DispatchHelper::setRunOnMain([&] {
-            ranBeforeReturn = !workerReturned && platform.mainQueue().isMainThread();
-        });
+        DispatchHelper::setRunOnMain(
+            [&] { ranBeforeReturn = !workerReturned && platform.mainQueue().isMainThread(); });
         workerReturned = true;
     });
     // The worker waits until the main thread drains its work.

@@ -99,9 +99,9 @@ void appendDouble(std::string& out, double d) {
     // Whole numbers beyond the 64-bit range would print as long digit strings that no JSON
     // reader keeps exact; they get the exponent form instead (still the shortest digits).
     constexpr double kTwoTo63 = 9223372036854775808.0;
-    auto result = std::fabs(d) >= kTwoTo63
-                      ? std::to_chars(buffer, buffer + sizeof buffer, d, std::chars_format::scientific)
-                      : std::to_chars(buffer, buffer + sizeof buffer, d);
+    auto result = std::fabs(d) >= kTwoTo63 ? std::to_chars(buffer, buffer + sizeof buffer, d,
+                                                           std::chars_format::scientific)
+                                           : std::to_chars(buffer, buffer + sizeof buffer, d);
     out.append(buffer, result.ptr);
 }
 
