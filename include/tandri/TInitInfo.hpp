@@ -18,6 +18,8 @@ class TInitInfo {
     virtual ~TInitInfo() = default;
     TInitInfo(const TInitInfo&) = default;
     TInitInfo& operator=(const TInitInfo&) = default;
+    TInitInfo(TInitInfo&&) = default;
+    TInitInfo& operator=(TInitInfo&&) = default;
 
     /// The value under `key`: the sent form in `data` first, then the caller's own value in
     /// `rawObjects`, then a callback in `dataRequests`; absent when the key is in none of them.
