@@ -1,51 +1,19 @@
 #include <gtest/gtest.h>
 
-#include <condition_variable>
-#include <mutex>
-#include <thread>
-
-#include "Core/Javascript/JSEncodable.hpp"
 #include "Core/Storage/KeychainUtils.hpp"
 #include "Core/Storage/KeyedArchive.hpp"
 #include "Core/Storage/Storage.hpp"
 #include "Platform/Simulated/SimulatedPlatform.hpp"
 #include "Public/Hybrid/TandriCheckoutPlugin.hpp"
 #include "Public/Native/TandriCheckoutSDK.hpp"
+#include "StoragePage.hpp"
 #include "tandri/Json.hpp"
 #include "tandri/Version.hpp"
 
 using namespace tandri;
+using tandri::test::Page;
 
 namespace {
-
-// Plays the page: posts bodies to the storage handlers and keeps the response scripts.
-class Page {
-  public:
-    std::string send(const std::string& body) {
-        auto message = JSTandriMessage::initWithDictionary(*json::parse(body));
-        const MessageHandler& handler =
-            message->name() == "get" ? Storage::getHandler() : Storage::setHandler();
-        handler(*message, [this, id = message->identifier()](std::optional<JSResult> result) {
-            std::lock_guard lock(mutex_);
-            scripts_.push_back(rawJavaScriptForMethod("P", result->jsEncodableWithIdentifier(id)));
-            changed_.notify_all();
-        });
-        return waitForScript();
-    }
-    std::string waitForScript() {
-        std::unique_lock lock(mutex_);
-        changed_.wait_for(lock, std::chrono::seconds(5), [&] { return !scripts_.empty(); });
-        if (scripts_.empty()) return "<no answer>";
-        std::string out = scripts_.front();
-        scripts_.erase(scripts_.begin());
-        return out;
-    }
-
-  private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::vector<std::string> scripts_;
-};
 
 std::vector<std::uint8_t> bytesOf(std::string_view text) {
     return {text.begin(), text.end()};
