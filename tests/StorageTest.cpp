@@ -29,6 +29,7 @@ std::string metadataJson(const std::string& key) {
 TEST(KeyedArchive, RoundTripsEveryStoredTypeAndRefusesOtherData) {
     Value value(Dictionary{
         {"s", "h\xc3\xa9llo"},
+        {"nul", std::string("a\0b", 3)},
         {"t", true},
         {"f", false},
         {"one", 1},
@@ -54,6 +55,7 @@ TEST(KeyedArchive, RoundTripsEveryStoredTypeAndRefusesOtherData) {
     EXPECT_EQ(back->find("whole")->numberType(), NumberType::Float);
     EXPECT_EQ(back->find("neg")->asInt(), -9007199254740993LL);
     EXPECT_EQ(back->find("min")->asInt(), INT64_MIN);
+    EXPECT_EQ(back->find("nul")->asString(), std::string("a\0b", 3));
     EXPECT_EQ(back->find("z-first-then-a")->asDictionary().entries().front().first, "z");
     EXPECT_EQ(*back->find("bytes")->asForeign().bytes, (std::vector<std::uint8_t>{0, 1, 0xff}));
     EXPECT_DOUBLE_EQ(back->find("date")->asForeign().date, 1700000000.25);

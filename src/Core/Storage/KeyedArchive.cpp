@@ -36,8 +36,14 @@ plist_t encode(const Value& value, int depth) {
                     return plist_new_real(value.asDouble());
             }
             return nullptr;
-        case Value::Type::String:
-            return plist_new_string(value.asString().c_str());
+        case Value::Type::String: {
+            const std::string& text = value.asString();
+            if (text.find('\0') == std::string::npos) return plist_new_string(text.c_str());
+            // Property-list strings end at the first NUL, so such text goes as bytes.
+            plist_t dict = plist_new_dict();
+            plist_dict_set_item(dict, "$text", plist_new_data(text.data(), text.size()));
+            return dict;
+        }
         case Value::Type::Array: {
             PlistPtr array(plist_new_array());
             for (const auto& item : value.asArray()) {
@@ -137,6 +143,12 @@ std::optional<Value> decode(plist_t node, int depth) {
             return Value(std::move(array));
         }
         case PLIST_DICT: {
+            if (plist_t text = plist_dict_get_item(node, "$text")) {
+                auto bytes = decode(text, depth + 1);
+                if (!bytes || !bytes->isForeign(ForeignKind::Bytes)) return std::nullopt;
+                const auto& data = *bytes->asForeign().bytes;
+                return Value(std::string(data.begin(), data.end()));
+            }
             plist_t order = plist_dict_get_item(node, "$entries");
             if (!order || plist_get_node_type(order) != PLIST_ARRAY) return std::nullopt;
             std::uint32_t n = plist_array_get_size(order);
