@@ -212,6 +212,12 @@ bool SqliteStore::putItem(const std::optional<std::string>& service, const std::
         }
         return exec("COMMIT");
     }
+    {
+        // Rewriting the same bytes would still take the write lock; a read answers first.
+        Statement current(getItem_);
+        current.text(1, *service).text(2, account);
+        if (current.step() == SQLITE_ROW && current.column(0) == data) return true;
+    }
     return Statement(putItem_).text(1, *service).text(2, account).blob(3, data).step() ==
            SQLITE_DONE;
 }
@@ -252,6 +258,11 @@ std::optional<std::string> SqliteStore::getDefault(const std::string& key) {
 
 bool SqliteStore::deleteDefault(const std::string& key) {
     std::lock_guard lock(mutex_);
+    {
+        Statement current(getDefault_);
+        current.text(1, key);
+        if (current.step() != SQLITE_ROW) return true;
+    }
     return Statement(deleteDefault_).text(1, key).step() == SQLITE_DONE;
 }
 
