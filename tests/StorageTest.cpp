@@ -346,6 +346,9 @@ TEST(SharedSettings, VersionFromTheLibraryBundleAndMarketingUrl) {
     sim::SimulatedPlatform platform;
     platform.bundle().hostVersion_ = "7.0";
     EXPECT_EQ(TandriCheckoutPlugin::SDK_VERSION(), std::string(kSDKVersion));
+    EXPECT_STREQ(TandriCheckoutSDKVersionString, kSDKVersion);
+    EXPECT_DOUBLE_EQ(TandriCheckoutSDKVersionNumber,
+                     std::stod(std::string(kSDKVersion)));  // "1.0.0" reads as 1.0
     platform.bundle().libraryVersion_ = std::nullopt;
     EXPECT_FALSE(TandriCheckoutPlugin::SDK_VERSION());
     Storage::setSDKVersionNumber();

@@ -14,4 +14,9 @@ class TandriCheckoutSDK {
     static void setMarketingUrl(std::optional<URL> url);
 };
 
+/// The build's version, as text and as a number (major.minor); nothing inside the library reads
+/// them.
+extern const char* const TandriCheckoutSDKVersionString;
+extern const double TandriCheckoutSDKVersionNumber;
+
 }  // namespace tandri
