@@ -17,6 +17,8 @@ cmake -S . -B build/ci -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTANDRI_WERRO
 cmake --build build/ci -j "$JOBS"
 echo "== tests"
 ctest --test-dir build/ci --output-on-failure -j "$JOBS"
+echo "== Secret Service tests against a throw-away keyring"
+bash scripts/test-secret-service.sh build/ci/tandri_tests
 
 echo "== build (AddressSanitizer + UndefinedBehaviorSanitizer)"
 cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTANDRI_WERROR=ON \

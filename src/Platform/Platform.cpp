@@ -14,6 +14,7 @@ namespace {
 Platform defaults() {
     Platform p;
     p.systemLog = std::make_shared<StandardErrorLog>();
+    p.biometrics = std::make_shared<NoBiometrics>();
     return p;
 }
 }  // namespace
@@ -25,6 +26,7 @@ Platform& Platform::current() {
 
 void Platform::install(Platform ports) {
     if (!ports.systemLog) ports.systemLog = std::make_shared<StandardErrorLog>();
+    if (!ports.biometrics) ports.biometrics = std::make_shared<NoBiometrics>();
     current() = std::move(ports);
 }
 

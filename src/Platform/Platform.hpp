@@ -4,14 +4,25 @@
 
 #include <memory>
 
+#include "Platform/Biometrics.hpp"
+#include "Platform/Device.hpp"
+#include "Platform/Keychain.hpp"
 #include "Platform/MainQueue.hpp"
 #include "Platform/SystemLog.hpp"
+#include "Platform/UserDefaults.hpp"
 
 namespace tandri {
 
 struct Platform {
     std::shared_ptr<MainQueue> mainQueue;
     std::shared_ptr<SystemLog> systemLog;
+    /// Storage ports; without a keychain or user defaults, reads find nothing and writes do
+    /// nothing. Biometrics fall back to a platform without a biometric device.
+    std::shared_ptr<Keychain> keychain;
+    std::shared_ptr<UserDefaults> userDefaults;
+    std::shared_ptr<Biometrics> biometrics;
+    std::shared_ptr<Device> device;
+    std::shared_ptr<Bundle> bundle;
 
     /// The ports in force. Before any install: no main queue (work runs where it is called)
     /// and a system log on standard error.

@@ -1,0 +1,43 @@
+// The three stores behind the storage handlers. Class operations only, over the platform's
+// keychain and user defaults. The two value stores are exclusive: a write to one erases the
+// key from the other first. Keys that are not non-empty strings make writes and clears no-ops.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "tandri/Value.hpp"
+
+namespace tandri {
+
+class KeychainUtils {
+  public:
+    /// The service attribute of every item the library writes.
+    static std::string accessGroup() { return "tandriCheckout"; }
+    /// The item under the library's service: its archived value, or its data as text when it is
+    /// plain UTF-8; absent otherwise.
+    static std::optional<Value> getValueForKey(const std::string& key);
+    /// The same for an item under any service.
+    static std::optional<Value> getNativeValueForKey(const std::string& key);
+    static void setValue(const std::optional<Value>& value, const Value& key);
+    static void clearValueForKey(const Value& key);
+    static void clearNativeValueForKey(const Value& key);
+};
+
+class UserDefaultsUtils {
+  public:
+    static std::optional<Value> getValueForKey(const std::string& key);
+    static void setValue(const std::optional<Value>& value, const Value& key);
+    static void clearValueForKey(const Value& key);
+};
+
+/// The metadata record of a key, kept as a keychain item under key + "tandriMetadata".
+class MetaStore {
+  public:
+    static std::string metadataKey(const std::string& key) { return key + "tandriMetadata"; }
+    static std::optional<Value> getMedatadaForKey(const std::string& key);
+    static void storeMetadata(const Value& record, const std::string& key);
+    static void clearValueForKey(const std::string& key);
+};
+
+}  // namespace tandri

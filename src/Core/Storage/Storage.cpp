@@ -1,0 +1,258 @@
+#include "Core/Storage/Storage.hpp"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "Core/Storage/KeychainUtils.hpp"
+#include "Platform/Platform.hpp"
+#include "Public/Hybrid/TandriCheckoutPlugin.hpp"
+#include "tandri/Json.hpp"
+
+namespace tandri {
+
+namespace {
+
+bool isAbsentOrNull(const std::optional<Value>& value) {
+    return !value || value->isNull();
+}
+
+// Compares dotted version texts numerically: whether `version` is below major.minor.
+bool versionBelow(const std::string& version, long major, long minor) {
+    char* end = nullptr;
+    long first = std::strtol(version.c_str(), &end, 10);
+    long second = 0;
+    if (end && *end == '.') second = std::strtol(end + 1, nullptr, 10);
+    return first < major || (first == major && second < minor);
+}
+
+}  // namespace
+
+std::string Storage::prefixKeychainKey(const std::string& key) {
+    if (key == "userInfo" || key == "refresh_token") {
+        return std::string(kStorageKeysNamespace) + "." + key;
+    }
+    return key;
+}
+
+void Storage::setValue(const std::optional<Value>& value, const std::string& key,
+                       std::int64_t options, const std::optional<Value>& prompt) {
+    const std::string name = prefixKeychainKey(key);
+    Dictionary record{{"options", Value::integer(options)},
+                      {"prompt", prompt ? *prompt : Value::null()}};
+    MetaStore::storeMetadata(Value(std::move(record)), name);
+    if (options & (kStorageOptionSecure | kStorageOptionRequireAuth)) {
+        KeychainUtils::setValue(value, Value(name));
+    } else {
+        UserDefaultsUtils::setValue(value, Value(name));
+    }
+}
+
+void Storage::setValue(const std::optional<Value>& value, const std::string& key) {
+    setValue(value, key, 0, std::nullopt);
+}
+
+void Storage::getValueForKey(const std::string& key, Callback callback) {
+    const std::string name = prefixKeychainKey(key);
+    if (name == kDeviceInfoKey) {
+        callback(deviceInfo());
+        return;
+    }
+    auto record = MetaStore::getMedatadaForKey(name);
+    if (!record) {
+        callback(Value::null());
+        return;
+    }
+    const Value* optionsValue = record->find("options");
+    const std::int64_t options = optionsValue ? optionsValue->asInt() : 0;
+    if (options & kStorageOptionRequireAuth) {
+        auto value = KeychainUtils::getValueForKey(name);
+        if (isAbsentOrNull(value)) {
+            callback(value);
+            return;
+        }
+        const Value* prompt = record->find("prompt");
+        std::string reason = prompt && prompt->isString() && !prompt->asString().empty()
+                                 ? prompt->asString()
+                                 : std::string(kDefaultBiometricPrompt);
+        auto biometrics = Platform::current().biometrics;
+        if (!biometrics) {
+            callback(Value::null());
+            return;
+        }
+        biometrics->evaluate(reason, [callback = std::move(callback), value](bool passed) {
+            callback(passed ? value : std::optional<Value>(Value::null()));
+        });
+    } else if (options & kStorageOptionSecure) {
+        callback(KeychainUtils::getValueForKey(name));
+    } else if (options == 0) {
+        callback(UserDefaultsUtils::getValueForKey(name));
+    } else {
+        callback(Value::null());
+    }
+}
+
+void Storage::persistToken(const std::optional<Value>& token) {
+    if (isAbsentOrNull(token)) return;
+    setValue(token, "refresh_token", kStorageOptionRequireAuth, std::nullopt);
+}
+
+void Storage::persistUserInfo(const Dictionary& userInfo) {
+    if (userInfo.empty()) return;
+    setValue(Value(userInfo), "userInfo");
+}
+
+void Storage::setSDKVersionNumber() {
+    auto& defaults = Platform::current().userDefaults;
+    if (!defaults) return;
+    if (auto version = TandriCheckoutPlugin::SDK_VERSION()) {
+        defaults->setObject(kSDKVersionKey, Value(*version));
+    } else {
+        defaults->removeObject(kSDKVersionKey);
+    }
+}
+
+bool Storage::isHybridMigration() {
+    return !isAbsentOrNull(KeychainUtils::getValueForKey(kHybridStateKey));
+}
+
+bool Storage::isNativeMigration() {
+    return UserDefaultsUtils::getValueForKey(kNativeUsernameKey).has_value();
+}
+
+void Storage::migrateHybridData() {
+    Dictionary userInfo;
+    auto state = KeychainUtils::getValueForKey(kHybridStateKey);
+    if (state && state->isString()) {
+        if (auto parsed = json::parse(state->asString())) {
+            for (const char* field : {"fingerprint", "rememberMe", "username"}) {
+                if (const Value* item = parsed->find(field)) userInfo.set(field, *item);
+            }
+        }
+    }
+    auto token = KeychainUtils::getValueForKey(kHybridTokenKey);
+    persistToken(token);
+    if (!isAbsentOrNull(token)) userInfo.set("fingerprint", Value::integer(1));
+    persistUserInfo(userInfo);
+    clearHybridData();
+}
+
+void Storage::migrateNativeData() {
+    Dictionary userInfo;
+    if (auto username = UserDefaultsUtils::getValueForKey(kNativeUsernameKey)) {
+        userInfo.set("username", *username);
+        userInfo.set("rememberMe", Value::integer(1));
+    }
+    auto token = KeychainUtils::getNativeValueForKey(kNativeTokenKey);
+    persistToken(token);
+    if (!isAbsentOrNull(token)) userInfo.set("fingerprint", Value::integer(1));
+    persistUserInfo(userInfo);
+    clearNativeData();
+}
+
+void Storage::clearHybridData() {
+    KeychainUtils::clearValueForKey(Value(kHybridStateKey));
+    KeychainUtils::clearValueForKey(Value(kHybridTokenKey));
+}
+
+void Storage::clearNativeData() {
+    UserDefaultsUtils::clearValueForKey(Value(kNativeUsernameKey));
+    KeychainUtils::clearNativeValueForKey(Value(kNativeTokenKey));
+}
+
+void Storage::handleStorageMigration() {
+    setSDKVersionNumber();
+    if (isHybridMigration()) {
+        migrateHybridData();
+    } else if (isNativeMigration()) {
+        migrateNativeData();
+    }
+}
+
+Value Storage::biometryType() {
+    auto& ports = Platform::current();
+    if (!ports.biometrics || !ports.biometrics->canEvaluate()) return Value::null();
+    if (ports.device && versionBelow(ports.device->systemVersion(), 11, 0)) {
+        return Value::integer(0);
+    }
+    const BiometryKind kind = ports.biometrics->biometryType();
+    if (kind == BiometryKind::Face) {
+        const bool described =
+            ports.bundle && ports.bundle->hostInfoValue("NSFaceIDUsageDescription").has_value();
+        return described ? Value::integer(2) : Value::null();
+    }
+    return Value::integer(static_cast<int>(kind));
+}
+
+Value Storage::deviceInfo() {
+    auto& ports = Platform::current();
+    auto text = [](const std::optional<std::string>& s) { return s ? Value(*s) : Value::null(); };
+    const Value biometry = biometryType();
+    Dictionary vendor{
+        {"key", "vendorID"},
+        {"value", ports.device ? Value(ports.device->identifierForVendor()) : Value::null()}};
+    Dictionary record{
+        {"appHost", "IOS"},
+        {"appHostName", "IOS"},
+        {"appHostVersion", ports.device ? Value(ports.device->systemVersion()) : Value::null()},
+        {"appHostManufacturer", "Apple"},
+        {"deviceNameModel", ports.device ? Value(ports.device->model()) : Value::null()},
+        {"appName", "TandriCheckout"},
+        {"appVersion", text(ports.bundle ? ports.bundle->hostShortVersion() : std::nullopt)},
+        {"tandriSdkVersion", text(TandriCheckoutPlugin::SDK_VERSION())},
+        {"attributes", Array{Value(std::move(vendor))}},
+        {"canUseBiometrics", Value(!biometry.isNull())},
+        {"biometryType", biometry},
+    };
+    return Value(std::move(record));
+}
+
+const MessageHandler& Storage::getHandler() {
+    static const MessageHandler handler = [](const JSTandriMessage& message,
+                                             JSCompletion completion) {
+        const auto& data = message.data();
+        if (!data || !data->isString() || data->asString().empty()) {
+            completion(JSResult::error("No valid key was found on the message"));
+            return;
+        }
+        getValueForKey(data->asString(), [completion](std::optional<Value> value) {
+            completion(JSResult::success(value ? std::move(*value) : Value::null()));
+        });
+    };
+    return handler;
+}
+
+const MessageHandler& Storage::setHandler() {
+    static const MessageHandler handler = [](const JSTandriMessage& message,
+                                             JSCompletion completion) {
+        const auto& data = message.data();
+        if (!data || !data->isDictionary()) {
+            completion(JSResult::error("Data is not a valid dictionary"));
+            return;
+        }
+        // A key that is not text is refused like a missing one.
+        const Value* key = data->find("key");
+        if (!key || !key->isString()) {
+            completion(JSResult::error("Cannot store value, key is nil"));
+            return;
+        }
+        std::optional<Value> value;
+        if (const Value* v = data->find("value")) value = *v;
+        const Value* options = message["options"];
+        if (options && options->isDictionary() && !options->asDictionary().empty()) {
+            const Value* requireAuth = options->find("requireAuth");
+            const Value* secure = options->find("secure");
+            const std::int64_t bits =
+                (secure && secure->asBool() ? kStorageOptionSecure : 0) +
+                (requireAuth && requireAuth->asBool() ? kStorageOptionRequireAuth : 0);
+            std::optional<Value> prompt;
+            if (const Value* p = options->find("prompt")) prompt = *p;
+            setValue(value, key->asString(), bits, prompt);
+        } else {
+            setValue(value, key->asString());
+        }
+        completion(JSResult::success());
+    };
+    return handler;
+}
+
+}  // namespace tandri
