@@ -4,14 +4,30 @@
 
 #include <memory>
 
+#include "Platform/Clock.hpp"
+#include "Platform/Cookies.hpp"
+#include "Platform/Files.hpp"
+#include "Platform/ImageCodec.hpp"
 #include "Platform/MainQueue.hpp"
+#include "Platform/OSVersion.hpp"
+#include "Platform/Presenter.hpp"
 #include "Platform/SystemLog.hpp"
+#include "Platform/URLOpener.hpp"
 
 namespace tandri {
 
 struct Platform {
     std::shared_ptr<MainQueue> mainQueue;
     std::shared_ptr<SystemLog> systemLog;
+    // Screens and the things around them. Missing: no presentation, nothing opened, no files,
+    // no codec, no cookies; the clock defaults to the system's.
+    std::shared_ptr<Presenter> presenter;
+    std::shared_ptr<Clock> clock;
+    OSVersion osVersion;
+    std::shared_ptr<URLOpener> urlOpener;
+    std::shared_ptr<Files> files;
+    std::shared_ptr<ImageCodec> imageCodec;
+    std::shared_ptr<Cookies> cookies;
 
     /// The ports in force. Before any install: no main queue (work runs where it is called)
     /// and a system log on standard error.

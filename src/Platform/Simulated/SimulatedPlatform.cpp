@@ -2,13 +2,31 @@
 
 namespace tandri::sim {
 
-SimulatedPlatform::SimulatedPlatform()
+SimulatedPlatform::SimulatedPlatform() : SimulatedPlatform(std::make_shared<SimulatedFiles>()) {}
+
+SimulatedPlatform::SimulatedPlatform(std::shared_ptr<SimulatedFiles> files)
     : mainQueue_(std::make_shared<SimulatedMainQueue>()),
-      systemLog_(std::make_shared<SimulatedSystemLog>()) {
+      systemLog_(std::make_shared<SimulatedSystemLog>()),
+      presenter_(std::make_shared<SimulatedPresenter>(mainQueue_)),
+      clock_(std::make_shared<SimulatedClock>()),
+      urlOpener_(std::make_shared<SimulatedURLOpener>()),
+      files_(files ? std::move(files) : std::make_shared<SimulatedFiles>()),
+      imageCodec_(std::make_shared<SimulatedImageCodec>()),
+      cookies_(std::make_shared<SimulatedCookies>()) {
     Platform ports;
     ports.mainQueue = mainQueue_;
     ports.systemLog = systemLog_;
+    ports.presenter = presenter_;
+    ports.clock = clock_;
+    ports.urlOpener = urlOpener_;
+    ports.files = files_;
+    ports.imageCodec = imageCodec_;
+    ports.cookies = cookies_;
     Platform::install(std::move(ports));
+}
+
+void SimulatedPlatform::setOSVersion(int major, int minor) {
+    Platform::current().osVersion = OSVersion{major, minor};
 }
 
 SimulatedPlatform::~SimulatedPlatform() {

@@ -6,6 +6,8 @@
 
 #include "Platform/Platform.hpp"
 #include "Platform/Simulated/SimulatedMainQueue.hpp"
+#include "Platform/Simulated/SimulatedPorts.hpp"
+#include "Platform/Simulated/SimulatedPresenter.hpp"
 #include "Platform/Simulated/SimulatedSystemLog.hpp"
 
 namespace tandri::sim {
@@ -13,16 +15,33 @@ namespace tandri::sim {
 class SimulatedPlatform {
   public:
     SimulatedPlatform();
+    /// A platform over files kept from an earlier one: a restarted process on the same disk.
+    explicit SimulatedPlatform(std::shared_ptr<SimulatedFiles> files);
     ~SimulatedPlatform();
     SimulatedPlatform(const SimulatedPlatform&) = delete;
     SimulatedPlatform& operator=(const SimulatedPlatform&) = delete;
 
     SimulatedMainQueue& mainQueue() { return *mainQueue_; }
     SimulatedSystemLog& systemLog() { return *systemLog_; }
+    SimulatedPresenter& presenter() { return *presenter_; }
+    SimulatedClock& clock() { return *clock_; }
+    SimulatedURLOpener& urlOpener() { return *urlOpener_; }
+    SimulatedFiles& files() { return *files_; }
+    std::shared_ptr<SimulatedFiles> sharedFiles() { return files_; }
+    SimulatedImageCodec& imageCodec() { return *imageCodec_; }
+    SimulatedCookies& cookies() { return *cookies_; }
+    /// The OS version the core sees from now on.
+    void setOSVersion(int major, int minor = 0);
 
   private:
     std::shared_ptr<SimulatedMainQueue> mainQueue_;
     std::shared_ptr<SimulatedSystemLog> systemLog_;
+    std::shared_ptr<SimulatedPresenter> presenter_;
+    std::shared_ptr<SimulatedClock> clock_;
+    std::shared_ptr<SimulatedURLOpener> urlOpener_;
+    std::shared_ptr<SimulatedFiles> files_;
+    std::shared_ptr<SimulatedImageCodec> imageCodec_;
+    std::shared_ptr<SimulatedCookies> cookies_;
 };
 
 }  // namespace tandri::sim
