@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <thread>
 
+#include "Core/Utils/NotificationCenter.hpp"
 #include "Platform/Linux/PosixFiles.hpp"
 #include "Platform/Linux/StbImageCodec.hpp"
 #include "Platform/Simulated/SimulatedPlatform.hpp"
@@ -34,8 +35,8 @@ std::vector<std::string> entriesOf(const std::string& directory) {
     return names;
 }
 
-Image gradient(int width, int height) {
-    Image image;
+Bitmap gradient(int width, int height) {
+    Bitmap image;
     image.width = width;
     image.height = height;
     for (int y = 0; y < height; ++y) {
@@ -63,7 +64,7 @@ TEST(PosixFiles, WritesReplaceWholeFilesAndLeaveNoTemporaries) {
 
     ASSERT_TRUE(files.writeAtomically(image, {1, 2, 3}));
     ASSERT_TRUE(files.writeAtomically(image, {4, 5}));
-    EXPECT_EQ(files.read(image), (Bytes{4, 5}));
+    EXPECT_EQ(files.read(image), (ByteBuffer{4, 5}));
     EXPECT_EQ(entriesOf(cache), std::vector<std::string>{"minibuttonimage.png"});
 
     EXPECT_TRUE(files.remove(image));
@@ -80,7 +81,7 @@ TEST(PosixFiles, AReaderNeverSeesAPartialFile) {
     TempDirectory temp;
     linux_platform::PosixFiles files(temp.path);
     auto path = temp.path + "/value";
-    const Bytes a(256 * 1024, 'a'), b(384 * 1024, 'b');
+    const ByteBuffer a(256 * 1024, 'a'), b(384 * 1024, 'b');
     ASSERT_TRUE(files.writeAtomically(path, a));
 
     std::atomic<bool> stop{false};
@@ -105,8 +106,8 @@ TEST(ImageCodecs, PngRoundTripAndBadInput) {
     auto png = codec.encodePNG(original);
     ASSERT_TRUE(png);
     ASSERT_GE(png->size(), 8u);
-    EXPECT_EQ(Bytes(png->begin(), png->begin() + 8),
-              (Bytes{0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'}));
+    EXPECT_EQ(ByteBuffer(png->begin(), png->begin() + 8),
+              (ByteBuffer{0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'}));
     auto decoded = codec.decode(*png);
     ASSERT_TRUE(decoded);
     EXPECT_EQ(decoded->width, 37);
@@ -114,9 +115,10 @@ TEST(ImageCodecs, PngRoundTripAndBadInput) {
     EXPECT_EQ(decoded->rgba, original.rgba);
 
     EXPECT_FALSE(codec.decode({}));
-    EXPECT_FALSE(codec.decode(Bytes(png->begin(), png->begin() + png->size() / 3)));
-    EXPECT_FALSE(codec.decode(Bytes{'n', 'o', 't', ' ', 'a', 'n', ' ', 'i', 'm', 'a', 'g', 'e'}));
-    Image broken = original;
+    EXPECT_FALSE(codec.decode(ByteBuffer(png->begin(), png->begin() + png->size() / 3)));
+    EXPECT_FALSE(
+        codec.decode(ByteBuffer{'n', 'o', 't', ' ', 'a', 'n', ' ', 'i', 'm', 'a', 'g', 'e'}));
+    Bitmap broken = original;
     broken.rgba.pop_back();
     EXPECT_FALSE(codec.encodePNG(broken));
 
@@ -146,8 +148,14 @@ TEST(SimulatedPorts, FilesOutliveARestartAndFailOnRequest) {
         first.files().setFailWrites(false);
         disk = first.sharedFiles();
     }
+    int heard = 0;
+    NotificationCenter::defaultCenter().addObserver(
+        std::string(NotificationName::MiniButtonImageChanged),
+        [&](const Notification&) { ++heard; });
     sim::SimulatedPlatform second(disk);
-    EXPECT_EQ(Platform::current().files->read(path), Bytes{7});
+    EXPECT_EQ(Platform::current().files->read(path), ByteBuffer{7});
+    NotificationCenter::defaultCenter().post(NotificationName::MiniButtonImageChanged);
+    EXPECT_EQ(heard, 0);  // the earlier process's observers are gone
     sim::SimulatedPlatform fresh;
     EXPECT_FALSE(Platform::current().files->read(path));
 }

@@ -100,7 +100,7 @@ TEST(Views, ButtonsAndAnimationsActOnlyWhenTheyCan) {
     ImageView images;
     images.startAnimating();
     EXPECT_FALSE(images.isAnimating());  // no frames
-    images.setAnimationImages({std::make_shared<Image>()});
+    images.setAnimationImages({std::make_shared<Bitmap>()});
     images.startAnimating();
     EXPECT_TRUE(images.isAnimating());
 

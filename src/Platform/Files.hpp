@@ -9,7 +9,7 @@
 
 namespace tandri {
 
-using Bytes = std::vector<std::uint8_t>;
+using ByteBuffer = std::vector<std::uint8_t>;
 
 class Files {
   public:
@@ -20,9 +20,9 @@ class Files {
     virtual bool createDirectories(const std::string& path) = 0;
     /// Replaces the file at `path` with `data` so that a reader sees the old or the new contents,
     /// never a part. The directory must exist. Answers whether the write succeeded.
-    virtual bool writeAtomically(const std::string& path, const Bytes& data) = 0;
+    virtual bool writeAtomically(const std::string& path, const ByteBuffer& data) = 0;
     /// The file's contents; absent when it does not exist or cannot be read.
-    virtual std::optional<Bytes> read(const std::string& path) const = 0;
+    virtual std::optional<ByteBuffer> read(const std::string& path) const = 0;
     /// Removes a file; answers whether one was there and is gone.
     virtual bool remove(const std::string& path) = 0;
     virtual bool exists(const std::string& path) const = 0;

@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "Core/Views/Image.hpp"
+#include "Core/Views/Bitmap.hpp"
 #include "Platform/Files.hpp"
 
 namespace tandri {
@@ -12,9 +12,9 @@ class ImageCodec {
   public:
     virtual ~ImageCodec() = default;
     /// Decodes PNG, JPEG, GIF (first frame) or BMP into RGBA; absent for anything else.
-    virtual std::optional<Image> decode(const Bytes& data) const = 0;
+    virtual std::optional<Bitmap> decode(const ByteBuffer& data) const = 0;
     /// Encodes as PNG; absent when the image is not valid.
-    virtual std::optional<Bytes> encodePNG(const Image& image) const = 0;
+    virtual std::optional<ByteBuffer> encodePNG(const Bitmap& image) const = 0;
 };
 
 }  // namespace tandri

@@ -33,6 +33,11 @@ void NotificationCenter::removeObserver(const void* owner, std::optional<std::st
     });
 }
 
+void NotificationCenter::removeAllObservers() {
+    std::lock_guard lock(mutex_);
+    entries_.clear();
+}
+
 bool NotificationCenter::isLive(Token token) const {
     return std::any_of(entries_.begin(), entries_.end(), [token](const Entry& e) {
         return e.token == token && (!e.owned || !e.owner.expired());

@@ -53,6 +53,9 @@ class NotificationCenter {
     /// Removes every observer of `owner`, or only those for `name` when one is given.
     void removeObserver(const void* owner, std::optional<std::string_view> name = std::nullopt);
 
+    /// Forgets every observer (a fresh process, in tests).
+    void removeAllObservers();
+
     /// Delivers at once to the observers registered for `name` when the post starts; one
     /// removed during delivery is not called afterwards.
     void post(std::string_view name, Dictionary userInfo = {});

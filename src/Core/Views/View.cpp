@@ -25,7 +25,8 @@ void View::removeFromSuperview() {
 }
 
 bool View::isDescendantOf(const View& ancestor) const {
-    for (auto v = const_cast<View*>(this)->shared_from_this(); v; v = v->superview()) {
+    if (this == &ancestor) return true;
+    for (auto v = superview(); v; v = v->superview()) {
         if (v.get() == &ancestor) return true;
     }
     return false;
@@ -52,11 +53,9 @@ std::shared_ptr<Responder> View::nextResponder() const {
 }
 
 std::shared_ptr<ViewController> View::getParentViewController() const {
-    std::shared_ptr<Responder> current = std::const_pointer_cast<View>(shared_from_this());
-    while (std::dynamic_pointer_cast<View>(current)) {
-        current = current->nextResponder();
-        if (!current) return nullptr;
-    }
+    // Step from this view first: it need not be owned by a shared_ptr itself.
+    std::shared_ptr<Responder> current = nextResponder();
+    while (std::dynamic_pointer_cast<View>(current)) current = current->nextResponder();
     return std::dynamic_pointer_cast<ViewController>(current);
 }
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "Core/Views/Bitmap.hpp"
 #include "Core/Views/Geometry.hpp"
-#include "Core/Views/Image.hpp"
 
 namespace tandri {
 
@@ -193,10 +193,10 @@ class ImageView : public View {
   public:
     using View::View;
 
-    const ImageRef& image() const { return image_; }
-    void setImage(ImageRef image) { image_ = std::move(image); }
-    const std::vector<ImageRef>& animationImages() const { return animationImages_; }
-    void setAnimationImages(std::vector<ImageRef> images) { animationImages_ = std::move(images); }
+    const BitmapRef& image() const { return image_; }
+    void setImage(BitmapRef image) { image_ = std::move(image); }
+    const std::vector<BitmapRef>& animationImages() const { return animationImages_; }
+    void setAnimationImages(std::vector<BitmapRef> images) { animationImages_ = std::move(images); }
     double animationDuration() const { return animationDuration_; }
     void setAnimationDuration(double seconds) { animationDuration_ = seconds; }
     /// 0 repeats forever.
@@ -208,8 +208,8 @@ class ImageView : public View {
     void stopAnimating() { animating_ = false; }
 
   private:
-    ImageRef image_;
-    std::vector<ImageRef> animationImages_;
+    BitmapRef image_;
+    std::vector<BitmapRef> animationImages_;
     double animationDuration_ = 0;
     int animationRepeatCount_ = 0;
     bool animating_ = false;
@@ -224,8 +224,8 @@ class Button : public View {
         setIsAccessibilityElement(true);
     }
 
-    const ImageRef& image() const { return image_; }
-    void setImage(ImageRef image) { image_ = std::move(image); }
+    const BitmapRef& image() const { return image_; }
+    void setImage(BitmapRef image) { image_ = std::move(image); }
     EdgeInsets contentEdgeInsets() const { return contentInsets_; }
     void setContentEdgeInsets(EdgeInsets insets) { contentInsets_ = insets; }
     EdgeInsets imageEdgeInsets() const { return imageInsets_; }
@@ -240,7 +240,7 @@ class Button : public View {
     std::size_t actionCount(ControlEvent event) const;
 
   private:
-    ImageRef image_;
+    BitmapRef image_;
     EdgeInsets contentInsets_;
     EdgeInsets imageInsets_;
     bool enabled_ = true;

@@ -12,7 +12,7 @@
 namespace tandri::linux_platform {
 
 namespace {
-bool writeAll(int fd, const Bytes& data) {
+bool writeAll(int fd, const ByteBuffer& data) {
     std::size_t done = 0;
     while (done < data.size()) {
         ssize_t n = ::write(fd, data.data() + done, data.size() - done);
@@ -50,7 +50,7 @@ bool PosixFiles::createDirectories(const std::string& path) {
     return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-bool PosixFiles::writeAtomically(const std::string& path, const Bytes& data) {
+bool PosixFiles::writeAtomically(const std::string& path, const ByteBuffer& data) {
     std::string pattern = path + ".tmp-XXXXXX";
     std::vector<char> name(pattern.begin(), pattern.end());
     name.push_back('\0');
@@ -67,10 +67,10 @@ bool PosixFiles::writeAtomically(const std::string& path, const Bytes& data) {
     return true;
 }
 
-std::optional<Bytes> PosixFiles::read(const std::string& path) const {
+std::optional<ByteBuffer> PosixFiles::read(const std::string& path) const {
     int fd = ::open(path.c_str(), O_RDONLY);
     if (fd < 0) return std::nullopt;
-    Bytes out;
+    ByteBuffer out;
     std::uint8_t buffer[65536];
     while (true) {
         ssize_t n = ::read(fd, buffer, sizeof buffer);

@@ -15,8 +15,8 @@ class PosixFiles final : public Files {
     bool createDirectories(const std::string& path) override;
     /// Writes a temporary file beside the target, flushes it to disk, renames it over the
     /// target and flushes the directory.
-    bool writeAtomically(const std::string& path, const Bytes& data) override;
-    std::optional<Bytes> read(const std::string& path) const override;
+    bool writeAtomically(const std::string& path, const ByteBuffer& data) override;
+    std::optional<ByteBuffer> read(const std::string& path) const override;
     bool remove(const std::string& path) override;
     bool exists(const std::string& path) const override;
 

@@ -7,13 +7,13 @@
 
 namespace tandri::linux_platform {
 
-std::optional<Image> StbImageCodec::decode(const Bytes& data) const {
+std::optional<Bitmap> StbImageCodec::decode(const ByteBuffer& data) const {
     if (data.empty() || data.size() > static_cast<std::size_t>(INT_MAX)) return std::nullopt;
     int width = 0, height = 0, channels = 0;
     stbi_uc* pixels = stbi_load_from_memory(data.data(), static_cast<int>(data.size()), &width,
                                             &height, &channels, 4);
     if (!pixels) return std::nullopt;
-    Image image;
+    Bitmap image;
     image.width = width;
     image.height = height;
     image.rgba.assign(pixels, pixels + static_cast<std::size_t>(width) * height * 4);
@@ -23,15 +23,15 @@ std::optional<Image> StbImageCodec::decode(const Bytes& data) const {
 
 namespace {
 void appendTo(void* context, void* data, int size) {
-    auto* out = static_cast<Bytes*>(context);
+    auto* out = static_cast<ByteBuffer*>(context);
     auto* bytes = static_cast<const std::uint8_t*>(data);
     out->insert(out->end(), bytes, bytes + size);
 }
 }  // namespace
 
-std::optional<Bytes> StbImageCodec::encodePNG(const Image& image) const {
+std::optional<ByteBuffer> StbImageCodec::encodePNG(const Bitmap& image) const {
     if (!image.isValid()) return std::nullopt;
-    Bytes out;
+    ByteBuffer out;
     int ok = stbi_write_png_to_func(appendTo, &out, image.width, image.height, 4, image.rgba.data(),
                                     image.width * 4);
     if (!ok) return std::nullopt;

@@ -7,8 +7,8 @@ namespace tandri::linux_platform {
 
 class StbImageCodec final : public ImageCodec {
   public:
-    std::optional<Image> decode(const Bytes& data) const override;
-    std::optional<Bytes> encodePNG(const Image& image) const override;
+    std::optional<Bitmap> decode(const ByteBuffer& data) const override;
+    std::optional<ByteBuffer> encodePNG(const Bitmap& image) const override;
 };
 
 }  // namespace tandri::linux_platform

@@ -1,5 +1,7 @@
 #include "Platform/Simulated/SimulatedPlatform.hpp"
 
+#include "Core/Utils/NotificationCenter.hpp"
+
 namespace tandri::sim {
 
 SimulatedPlatform::SimulatedPlatform() : SimulatedPlatform(std::make_shared<SimulatedFiles>()) {}
@@ -23,6 +25,8 @@ SimulatedPlatform::SimulatedPlatform(std::shared_ptr<SimulatedFiles> files)
     ports.imageCodec = imageCodec_;
     ports.cookies = cookies_;
     Platform::install(std::move(ports));
+    // A new simulated process starts with no one listening.
+    NotificationCenter::defaultCenter().removeAllObservers();
 }
 
 void SimulatedPlatform::setOSVersion(int major, int minor) {

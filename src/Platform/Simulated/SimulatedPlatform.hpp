@@ -1,5 +1,6 @@
 // Every port, simulated: deterministic, in memory, recording. Creating one installs it as the
-// platform in force; destroying it puts the defaults back.
+// platform in force (and empties the default notification centre); destroying it puts the
+// defaults back.
 #pragma once
 
 #include <memory>

@@ -23,14 +23,14 @@ bool SimulatedFiles::createDirectories(const std::string& path) {
     return true;
 }
 
-bool SimulatedFiles::writeAtomically(const std::string& path, const Bytes& data) {
+bool SimulatedFiles::writeAtomically(const std::string& path, const ByteBuffer& data) {
     if (failWrites_ || directories_.count(path)) return false;
     if (!directories_.count(parentPath(path))) return false;
     files_[path] = data;
     return true;
 }
 
-std::optional<Bytes> SimulatedFiles::read(const std::string& path) const {
+std::optional<ByteBuffer> SimulatedFiles::read(const std::string& path) const {
     auto it = files_.find(path);
     if (it == files_.end()) return std::nullopt;
     return it->second;
@@ -47,34 +47,34 @@ bool SimulatedFiles::exists(const std::string& path) const {
 namespace {
 constexpr std::uint8_t kMagic[4] = {'S', 'I', 'M', 'G'};
 
-void putU32(Bytes& out, std::uint32_t v) {
+void putU32(ByteBuffer& out, std::uint32_t v) {
     for (int shift = 24; shift >= 0; shift -= 8)
         out.push_back(static_cast<std::uint8_t>(v >> shift));
 }
-std::uint32_t getU32(const Bytes& in, std::size_t at) {
+std::uint32_t getU32(const ByteBuffer& in, std::size_t at) {
     std::uint32_t v = 0;
     for (std::size_t i = 0; i < 4; ++i) v = (v << 8) | in[at + i];
     return v;
 }
 }  // namespace
 
-std::optional<Image> SimulatedImageCodec::decode(const Bytes& data) const {
+std::optional<Bitmap> SimulatedImageCodec::decode(const ByteBuffer& data) const {
     if (data.size() < 12 || !std::equal(kMagic, kMagic + 4, data.begin())) return std::nullopt;
     auto width = getU32(data, 4);
     auto height = getU32(data, 8);
     if (width == 0 || height == 0 || width > 1U << 15 || height > 1U << 15) return std::nullopt;
     std::size_t size = static_cast<std::size_t>(width) * height * 4;
     if (data.size() != 12 + size) return std::nullopt;
-    Image image;
+    Bitmap image;
     image.width = static_cast<int>(width);
     image.height = static_cast<int>(height);
     image.rgba.assign(data.begin() + 12, data.end());
     return image;
 }
 
-std::optional<Bytes> SimulatedImageCodec::encodePNG(const Image& image) const {
+std::optional<ByteBuffer> SimulatedImageCodec::encodePNG(const Bitmap& image) const {
     if (!image.isValid()) return std::nullopt;
-    Bytes out(kMagic, kMagic + 4);
+    ByteBuffer out(kMagic, kMagic + 4);
     putU32(out, static_cast<std::uint32_t>(image.width));
     putU32(out, static_cast<std::uint32_t>(image.height));
     out.insert(out.end(), image.rgba.begin(), image.rgba.end());

@@ -43,17 +43,17 @@ class SimulatedFiles final : public Files {
 
     std::string applicationSupportDirectory() const override { return kApplicationSupport; }
     bool createDirectories(const std::string& path) override;
-    bool writeAtomically(const std::string& path, const Bytes& data) override;
-    std::optional<Bytes> read(const std::string& path) const override;
+    bool writeAtomically(const std::string& path, const ByteBuffer& data) override;
+    std::optional<ByteBuffer> read(const std::string& path) const override;
     bool remove(const std::string& path) override;
     bool exists(const std::string& path) const override;
 
     /// Makes every later write fail (a full disk), or succeed again.
     void setFailWrites(bool fail) { failWrites_ = fail; }
-    const std::map<std::string, Bytes>& files() const { return files_; }
+    const std::map<std::string, ByteBuffer>& files() const { return files_; }
 
   private:
-    std::map<std::string, Bytes> files_;
+    std::map<std::string, ByteBuffer> files_;
     std::set<std::string> directories_{"/"};
     bool failWrites_ = false;
 };
@@ -62,8 +62,8 @@ class SimulatedFiles final : public Files {
 /// numbers, then the RGBA pixels. `encodePNG` writes that format; `decode` reads only it.
 class SimulatedImageCodec final : public ImageCodec {
   public:
-    std::optional<Image> decode(const Bytes& data) const override;
-    std::optional<Bytes> encodePNG(const Image& image) const override;
+    std::optional<Bitmap> decode(const ByteBuffer& data) const override;
+    std::optional<ByteBuffer> encodePNG(const Bitmap& image) const override;
 };
 
 class SimulatedCookies final : public Cookies {

@@ -10,7 +10,7 @@
 
 namespace tandri {
 
-struct Image {
+struct Bitmap {
     int width = 0;
     int height = 0;
     /// width × height × 4 bytes.
@@ -26,6 +26,6 @@ struct Image {
     }
 };
 
-using ImageRef = std::shared_ptr<const Image>;
+using BitmapRef = std::shared_ptr<const Bitmap>;
 
 }  // namespace tandri
