@@ -100,9 +100,14 @@ TEST(Presentation, DismissingTheBottomTakesTheWholeStackTopFirst) {
     EXPECT_EQ(c->view()->nextResponder(), c);
     EXPECT_EQ(c->nextResponder(), b);
 
+    // Two dismissals before the main queue runs (a double tap): the second finds nothing left.
     journal.clear();
-    a->dismissViewControllerAnimated(true);
+    int completions = 0;
+    a->dismissViewControllerAnimated(true, [&] { ++completions; });
+    a->dismissViewControllerAnimated(true, [&] { ++completions; });
     platform.mainQueue().drain();
+    EXPECT_EQ(completions, 1);
+    EXPECT_EQ(platform.presenter().requests().back().outcome, Request::Outcome::Refused);
     EXPECT_EQ(journal, (std::vector<std::string>{"c.disappear", "b.disappear"}));
     EXPECT_EQ(a->presentedViewController(), nullptr);
     EXPECT_EQ(b->presentedViewController(), nullptr);

@@ -26,7 +26,7 @@ void SimulatedPresenter::dismiss(std::shared_ptr<ViewController> presenting, boo
                   completion = std::move(completion)] {
         bool done = ViewController::completeDismissal(presenting, animated);
         requests_[index].outcome = done ? Request::Outcome::Done : Request::Outcome::Refused;
-        if (completion) completion();
+        if (done && completion) completion();
     });
 }
 

@@ -1,5 +1,7 @@
 // A presenter that finishes each presentation or dismissal only when the test drains the main
-// queue, and records every request.
+// queue, and records every request. A request that finds nothing to do by then (a controller
+// that already presents, a second dismissal of the same screen) is refused: no change and no
+// completion.
 #pragma once
 
 #include <memory>
