@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config git clang libclang-rt-14-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libsimdjson-dev liburiparser-dev nlohmann-json3-dev iso-codes
+  libsimdjson-dev liburiparser-dev nlohmann-json3-dev iso-codes libstb-dev
   libplist-dev libsqlite3-dev libsecret-1-dev gnome-keyring dbus
 )
 if [ -n "${TANDRI_EXTRA_PACKAGES:-}" ]; then

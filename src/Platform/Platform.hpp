@@ -7,9 +7,16 @@
 #include "Platform/Biometrics.hpp"
 #include "Platform/Device.hpp"
 #include "Platform/Keychain.hpp"
+#include "Platform/Clock.hpp"
+#include "Platform/Cookies.hpp"
+#include "Platform/Files.hpp"
+#include "Platform/ImageCodec.hpp"
 #include "Platform/MainQueue.hpp"
+#include "Platform/OSVersion.hpp"
+#include "Platform/Presenter.hpp"
 #include "Platform/SystemLog.hpp"
 #include "Platform/UserDefaults.hpp"
+#include "Platform/URLOpener.hpp"
 
 namespace tandri {
 
@@ -23,6 +30,15 @@ struct Platform {
     std::shared_ptr<Biometrics> biometrics;
     std::shared_ptr<Device> device;
     std::shared_ptr<Bundle> bundle;
+    // Screens and the things around them. Missing: no presentation, nothing opened, no files,
+    // no codec, no cookies; the clock defaults to the system's.
+    std::shared_ptr<Presenter> presenter;
+    std::shared_ptr<Clock> clock;
+    OSVersion osVersion;
+    std::shared_ptr<URLOpener> urlOpener;
+    std::shared_ptr<Files> files;
+    std::shared_ptr<ImageCodec> imageCodec;
+    std::shared_ptr<Cookies> cookies;
 
     /// The ports in force. Before any install: no main queue (work runs where it is called)
     /// and a system log on standard error.

@@ -1,5 +1,6 @@
 // Every port, simulated: deterministic, in memory, recording. Creating one installs it as the
-// platform in force; destroying it puts the defaults back.
+// platform in force (and empties the default notification centre); destroying it puts the
+// defaults back.
 #pragma once
 
 #include <memory>
@@ -7,6 +8,8 @@
 #include "Platform/Platform.hpp"
 #include "Platform/Simulated/SimulatedMainQueue.hpp"
 #include "Platform/Simulated/SimulatedStorage.hpp"
+#include "Platform/Simulated/SimulatedPorts.hpp"
+#include "Platform/Simulated/SimulatedPresenter.hpp"
 #include "Platform/Simulated/SimulatedSystemLog.hpp"
 
 namespace tandri::sim {
@@ -14,6 +17,8 @@ namespace tandri::sim {
 class SimulatedPlatform {
   public:
     SimulatedPlatform();
+    /// A platform over files kept from an earlier one: a restarted process on the same disk.
+    explicit SimulatedPlatform(std::shared_ptr<SimulatedFiles> files);
     ~SimulatedPlatform();
     SimulatedPlatform(const SimulatedPlatform&) = delete;
     SimulatedPlatform& operator=(const SimulatedPlatform&) = delete;
@@ -25,6 +30,15 @@ class SimulatedPlatform {
     SimulatedBiometrics& biometrics() { return *biometrics_; }
     SimulatedDevice& device() { return *device_; }
     SimulatedBundle& bundle() { return *bundle_; }
+    SimulatedPresenter& presenter() { return *presenter_; }
+    SimulatedClock& clock() { return *clock_; }
+    SimulatedURLOpener& urlOpener() { return *urlOpener_; }
+    SimulatedFiles& files() { return *files_; }
+    std::shared_ptr<SimulatedFiles> sharedFiles() { return files_; }
+    SimulatedImageCodec& imageCodec() { return *imageCodec_; }
+    SimulatedCookies& cookies() { return *cookies_; }
+    /// The OS version the core sees from now on.
+    void setOSVersion(int major, int minor = 0);
 
   private:
     std::shared_ptr<SimulatedMainQueue> mainQueue_;
@@ -34,6 +48,12 @@ class SimulatedPlatform {
     std::shared_ptr<SimulatedBiometrics> biometrics_;
     std::shared_ptr<SimulatedDevice> device_;
     std::shared_ptr<SimulatedBundle> bundle_;
+    std::shared_ptr<SimulatedPresenter> presenter_;
+    std::shared_ptr<SimulatedClock> clock_;
+    std::shared_ptr<SimulatedURLOpener> urlOpener_;
+    std::shared_ptr<SimulatedFiles> files_;
+    std::shared_ptr<SimulatedImageCodec> imageCodec_;
+    std::shared_ptr<SimulatedCookies> cookies_;
 };
 
 }  // namespace tandri::sim

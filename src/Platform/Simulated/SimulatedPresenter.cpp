@@ -1,0 +1,33 @@
+#include "Platform/Simulated/SimulatedPresenter.hpp"
+
+#include "Core/Views/ViewController.hpp"
+
+namespace tandri::sim {
+
+void SimulatedPresenter::present(std::shared_ptr<ViewController> presenting,
+                                 std::shared_ptr<ViewController> presented, bool animated,
+                                 std::function<void()> completion) {
+    std::size_t index = requests_.size();
+    requests_.push_back({Request::Kind::Present, presenting, presented, animated});
+    queue_->post([this, index, presenting = std::move(presenting), presented = std::move(presented),
+                  animated, completion = std::move(completion)] {
+        bool done = ViewController::completePresentation(presenting, presented, animated);
+        requests_[index].outcome = done ? Request::Outcome::Done : Request::Outcome::Refused;
+        if (done && completion) completion();
+    });
+}
+
+void SimulatedPresenter::dismiss(std::shared_ptr<ViewController> presenting, bool animated,
+                                 std::function<void()> completion) {
+    std::size_t index = requests_.size();
+    requests_.push_back({Request::Kind::Dismiss, presenting,
+                         presenting ? presenting->presentedViewController() : nullptr, animated});
+    queue_->post([this, index, presenting = std::move(presenting), animated,
+                  completion = std::move(completion)] {
+        bool done = ViewController::completeDismissal(presenting, animated);
+        requests_[index].outcome = done ? Request::Outcome::Done : Request::Outcome::Refused;
+        if (done && completion) completion();
+    });
+}
+
+}  // namespace tandri::sim

@@ -1,0 +1,44 @@
+// A presenter that finishes each presentation or dismissal only when the test drains the main
+// queue, and records every request. A request that finds nothing to do by then (a controller
+// that already presents, a second dismissal of the same screen) is refused: no change and no
+// completion.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "Platform/Presenter.hpp"
+#include "Platform/Simulated/SimulatedMainQueue.hpp"
+
+namespace tandri::sim {
+
+class SimulatedPresenter final : public Presenter {
+  public:
+    struct Request {
+        enum class Kind { Present, Dismiss };
+        enum class Outcome { Pending, Done, Refused };
+        Kind kind;
+        std::weak_ptr<ViewController> presenting;
+        std::weak_ptr<ViewController> presented;  // for Present: what was shown
+        bool animated;
+        Outcome outcome = Outcome::Pending;
+    };
+
+    explicit SimulatedPresenter(std::shared_ptr<SimulatedMainQueue> queue)
+        : queue_(std::move(queue)) {}
+
+    void present(std::shared_ptr<ViewController> presenting,
+                 std::shared_ptr<ViewController> presented, bool animated,
+                 std::function<void()> completion) override;
+    void dismiss(std::shared_ptr<ViewController> presenting, bool animated,
+                 std::function<void()> completion) override;
+
+    /// Every request so far, oldest first.
+    const std::vector<Request>& requests() const { return requests_; }
+
+  private:
+    std::shared_ptr<SimulatedMainQueue> queue_;
+    std::vector<Request> requests_;
+};
+
+}  // namespace tandri::sim
