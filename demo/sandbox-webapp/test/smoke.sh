@@ -101,6 +101,8 @@ EOF
 [ $? -eq 0 ] || failures=$((failures + 1))
 check "record cleared" "204 []" "$(c -o /dev/null -w '%{http_code}' -X DELETE "$base/__requests") $(c "$base/__requests")"
 
+node "$here/test/bridge-page.js" || failures=$((failures + 1))
+
 # Closing stdin stops the server.
 exec 3>&-
 for _ in $(seq 50); do kill -0 "$server_pid" 2>/dev/null || break; sleep 0.1; done
