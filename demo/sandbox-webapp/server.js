@@ -154,6 +154,7 @@ function makeApp(opts, log) {
       headers: [],
       body: body.toString('utf8'),
     };
+    if (!Buffer.from(entry.body, 'utf8').equals(body)) entry.bodyBase64 = body.toString('base64');
     for (let i = 0; i + 1 < req.rawHeaders.length; i += 2) {
       entry.headers.push([req.rawHeaders[i], req.rawHeaders[i + 1]]);
     }

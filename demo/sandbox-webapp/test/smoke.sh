@@ -31,7 +31,7 @@ check "unknown option refused" 2 $?
 # The server reads stdin from fd 3's pipe: closing fd 3 must stop it.
 exec 3> >(exec node "$here/server.js" --cert-dir "$tmp/certs" >"$tmp/out" 2>"$tmp/err")
 server_pid=$!
-for _ in $(seq 50); do [ -s "$tmp/out" ] && break; sleep 0.1; done
+for _ in $(seq 150); do [ -s "$tmp/out" ] && break; sleep 0.1; done
 line=$(head -n1 "$tmp/out")
 [ -n "$line" ] || { echo "FAIL server did not start: $(cat "$tmp/err")"; exit 1; }
 field() { node -e 'console.log(JSON.parse(process.argv[1])[process.argv[2]])' "$line" "$1"; }
@@ -105,7 +105,7 @@ node "$here/test/bridge-page.js" || failures=$((failures + 1))
 
 # Closing stdin stops the server.
 exec 3>&-
-for _ in $(seq 50); do kill -0 "$server_pid" 2>/dev/null || break; sleep 0.1; done
+for _ in $(seq 150); do kill -0 "$server_pid" 2>/dev/null || break; sleep 0.1; done
 if kill -0 "$server_pid" 2>/dev/null; then fail "server still running after stdin closed"; else pass "server exits when stdin closes"; fi
 
 if [ "$failures" -ne 0 ]; then echo "$failures check(s) failed"; exit 1; fi
