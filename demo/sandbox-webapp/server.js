@@ -137,6 +137,8 @@ function makeApp(opts, log) {
     return html.replace('<!--SANDBOX-CONFIG-->', () => tag);
   }
 
+  let autoClaimed = false;
+
   return async function app(req, res, scheme) {
     const body = await readBody(req);
     const url = new URL(req.url, `${scheme}://${req.headers.host || 'localhost'}`);
@@ -163,6 +165,14 @@ function makeApp(opts, log) {
     if (pathname === '/__report') {
       // Frames (also opaque-origin ones) report what the bridge answered them.
       return send(res, 204, 'text/plain', '', { 'Access-Control-Allow-Origin': '*' });
+    }
+    if (pathname === '/__auto') {
+      // The server's default automatic mode starts one checkout per process (a re-armed button
+      // would otherwise start the next one by itself); DELETE re-arms it.
+      if (req.method === 'DELETE') { autoClaimed = false; return send(res, 204, 'text/plain', ''); }
+      if (!opts.auto || autoClaimed) return send(res, 409, 'application/json', '{"auto":""}');
+      autoClaimed = true;
+      return send(res, 200, 'application/json', JSON.stringify({ auto: opts.auto }));
     }
     if (pathname === '/__echo') {
       return send(res, 200, 'application/json', JSON.stringify(entry));

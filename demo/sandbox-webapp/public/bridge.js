@@ -126,12 +126,20 @@
     return new URLSearchParams(location.search).get(name);
   }
 
-  function autoMode() {
+  // The automatic mode of a page: "?auto=MODE" in its URL always applies; the server's default
+  // mode (--auto) is granted to one launcher page per server process.
+  async function claimAuto() {
     const q = query('auto');
     if (q !== null) return q;
-    return (window.SANDBOX && window.SANDBOX.auto) || '';
+    if (!(window.SANDBOX && window.SANDBOX.auto)) return '';
+    try {
+      const res = await fetch('/__auto', { method: 'POST' });
+      return res.ok ? (await res.json()).auto : '';
+    } catch (e) {
+      return '';
+    }
   }
 
   window.SandboxBridge = SandboxBridge;
-  window.sandbox = { attachLog, query, autoMode, hasNative: () => !!channel() };
+  window.sandbox = { attachLog, query, claimAuto, hasNative: () => !!channel() };
 })();

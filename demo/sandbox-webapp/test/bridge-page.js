@@ -56,6 +56,6 @@ vm.runInContext(fs.readFileSync(path.join(__dirname, '..', 'public', 'bridge.js'
   assert.strictEqual(JSON.stringify(pushes),
     '[["pushGtmData",{"event":"abandonment"}],["tandri.sdklite.native-keyboard-open",{}]]');
   assert.ok(classes.has('keyboard'));
-  assert.strictEqual(window.sandbox.autoMode(), 'cancel');
+  assert.strictEqual(await window.sandbox.claimAuto(), 'cancel');
   console.log('ok   page bridge script: requests, answers, errors, forwards, pushes');
 })().catch((err) => { console.log('FAIL page bridge script: ' + err.message); process.exit(1); });

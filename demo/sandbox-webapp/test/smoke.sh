@@ -63,6 +63,8 @@ check "bridge script type" "200 text/javascript; charset=utf-8" \
 c "$base/checkout-widget/mobile-button?color=neutral" | grep -q 'window.SANDBOX = {"domain":"tandri.test"' \
   && pass "pages carry the server's configuration" || fail "configuration missing from the button page"
 
+check "no automatic mode to claim without --auto" 409 "$(status -X POST "$base/__auto")"
+
 # Plain HTTP: through the proxy (absolute-form request) and on the direct port.
 check "plain http through the proxy" 200 "$(status "http://checkout.tandri.test/hostile/frame?label=plain")"
 check "plain http port" 200 "$(curl -s -o /dev/null -w '%{http_code}' -H 'Host: checkout.tandri.test' \
@@ -102,6 +104,15 @@ EOF
 check "record cleared" "204 []" "$(c -o /dev/null -w '%{http_code}' -X DELETE "$base/__requests") $(c "$base/__requests")"
 
 node "$here/test/bridge-page.js" || failures=$((failures + 1))
+
+# With --auto, the default mode is granted once per process until re-armed.
+exec 4> >(exec node "$here/server.js" --cert-dir "$tmp/certs" --auto cancel >"$tmp/out2" 2>/dev/null)
+for _ in $(seq 150); do [ -s "$tmp/out2" ] && break; sleep 0.1; done
+proxy2=$(node -e 'console.log(JSON.parse(process.argv[1]).proxy)' "$(head -n1 "$tmp/out2")")
+claim() { curl -s --max-time 10 --proxy "$proxy2" --cacert "$tmp/certs/ca.pem" -w ' %{http_code}' -X "$1" "$base/__auto"; }
+check "automatic mode claimed once, then re-armed" '{"auto":"cancel"} 200|{"auto":""} 409| 204|{"auto":"cancel"} 200' \
+  "$(claim POST)|$(claim POST)|$(claim DELETE)|$(claim POST)"
+exec 4>&-
 
 # Closing stdin stops the server.
 exec 3>&-
