@@ -8,6 +8,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libsimdjson-dev liburiparser-dev nlohmann-json3-dev iso-codes libstb-dev
   libplist-dev libsqlite3-dev libsecret-1-dev gnome-keyring dbus
+  nodejs openssl curl
 )
 if [ -n "${TANDRI_EXTRA_PACKAGES:-}" ]; then
   read -r -a extra <<<"$TANDRI_EXTRA_PACKAGES"
