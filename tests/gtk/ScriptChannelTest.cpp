@@ -1,29 +1,13 @@
 // Runs in a real WebKit web view (under Xvfb in CI): which frame a post came
 // from is exactly what the origin check rests on.
 
-#include <gtest/gtest.h>
-#include <gtk/gtk.h>
-
-#include <chrono>
 #include <string>
-#include <vector>
 
-#include "Platform/Gtk/ScriptChannel.hpp"
-
-using tandri::gtk::ChannelPost;
-using tandri::gtk::ScriptChannel;
+#include "EngineFixture.hpp"
 
 namespace {
 
-bool spinUntil(const std::function<bool()>& done, std::chrono::milliseconds limit) {
-    auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        g_main_context_iteration(nullptr, FALSE);
-        if (!g_main_context_pending(nullptr)) g_usleep(1000);
-    }
-    return true;
-}
+using namespace tandri::gtk::testing;
 
 void serveTestScheme(WebKitURISchemeRequest* request, gpointer) {
     std::string path = webkit_uri_scheme_request_get_path(request);
@@ -38,50 +22,19 @@ void serveTestScheme(WebKitURISchemeRequest* request, gpointer) {
     g_object_unref(stream);
 }
 
-struct Fixture : ::testing::Test {
-    static void SetUpTestSuite() { gtk_init(nullptr, nullptr); }
-
+struct ScriptChannelTest : EngineFixture {
     void SetUp() override {
-        context = webkit_web_context_new();
-        ScriptChannel::prepareContext(context, "tandriMessage");
+        EngineFixture::SetUp();
         webkit_web_context_register_uri_scheme(context, "tandri-test", serveTestScheme, nullptr,
                                                nullptr);
         webkit_security_manager_register_uri_scheme_as_secure(
             webkit_web_context_get_security_manager(context), "tandri-test");
-        view = makeView(nullptr);
+        view = makeView();
     }
-    void TearDown() override {
-        for (GtkWidget* window : windows) gtk_widget_destroy(window);
-        g_object_unref(context);
-    }
-
-    WebKitWebView* makeView(WebKitWebView* related) {
-        GtkWidget* widget = related ? webkit_web_view_new_with_related_view(related)
-                                    : webkit_web_view_new_with_context(context);
-        auto* webView = WEBKIT_WEB_VIEW(widget);
-        webkit_settings_set_javascript_can_open_windows_automatically(
-            webkit_web_view_get_settings(webView), TRUE);
-        GtkWidget* window = gtk_offscreen_window_new();
-        gtk_container_add(GTK_CONTAINER(window), widget);
-        gtk_widget_show_all(window);
-        windows.push_back(window);
-        ScriptChannel::connect(webView, [this](WebKitWebView* from, const ChannelPost& post) {
-            received.push_back({from, post});
-        });
-        return webView;
-    }
-
-    struct Received {
-        WebKitWebView* view;
-        ChannelPost post;
-    };
-    WebKitWebContext* context = nullptr;
     WebKitWebView* view = nullptr;
-    std::vector<GtkWidget*> windows;
-    std::vector<Received> received;
 };
 
-TEST_F(Fixture, EachPostCarriesItsOwnFrameUri) {
+TEST_F(ScriptChannelTest, EachPostCarriesItsOwnFrameUri) {
     const char* page =
         "<html><body>"
         "<iframe src=\"tandri-test://evil.example/frame\"></iframe>"
@@ -94,7 +47,7 @@ TEST_F(Fixture, EachPostCarriesItsOwnFrameUri) {
     webkit_web_view_load_html(view, page, "https://shop.tandri.com/checkout?x=1");
     ASSERT_TRUE(spinUntil([&] { return received.size() >= 4; }, std::chrono::seconds(20)))
         << "posts received: " << received.size();
-    spinUntil([] { return false; }, std::chrono::milliseconds(200));
+    settle(std::chrono::milliseconds(200));
     ASSERT_EQ(received.size(), 4u);
 
     int top = 0, custom = 0, data = 0, empty = 0;
@@ -127,12 +80,12 @@ TEST_F(Fixture, EachPostCarriesItsOwnFrameUri) {
     EXPECT_EQ(data, 1);
 }
 
-TEST_F(Fixture, AStaleReferenceKeptByAPopupIsDropped) {
+TEST_F(ScriptChannelTest, AStaleReferenceKeptByAPopupIsDropped) {
     WebKitWebView* popup = nullptr;
     g_signal_connect(view, "create",
                      G_CALLBACK(+[](WebKitWebView* opener, WebKitNavigationAction*,
                                     gpointer self) -> GtkWidget* {
-                         auto* fixture = static_cast<Fixture*>(self);
+                         auto* fixture = static_cast<ScriptChannelTest*>(self);
                          return GTK_WIDGET(fixture->makeView(opener));
                      }),
                      this);
@@ -185,7 +138,7 @@ TEST_F(Fixture, AStaleReferenceKeptByAPopupIsDropped) {
     ASSERT_TRUE(spinUntil([&] { return outcome.done; }, std::chrono::seconds(10)));
     // The pop-up really holds the old handler and calls it; only the channel drops it.
     EXPECT_EQ(outcome.value, "sent");
-    spinUntil([] { return false; }, std::chrono::milliseconds(300));
+    settle(std::chrono::milliseconds(300));
     for (const auto& r : received) {
         ADD_FAILURE() << "stale post arrived from " << r.post.frameUri << ": " << r.post.bodyJson;
     }
