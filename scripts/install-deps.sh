@@ -7,6 +7,7 @@ packages=(
   build-essential cmake ninja-build pkg-config git clang libclang-rt-14-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libsimdjson-dev liburiparser-dev nlohmann-json3-dev
+  libwebkit2gtk-4.1-dev libsoup-3.0-dev xvfb xauth
 )
 if [ -n "${TANDRI_EXTRA_PACKAGES:-}" ]; then
   read -r -a extra <<<"$TANDRI_EXTRA_PACKAGES"
