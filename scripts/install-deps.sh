@@ -9,6 +9,7 @@ packages=(
   libsimdjson-dev liburiparser-dev nlohmann-json3-dev iso-codes libstb-dev
   libplist-dev libsqlite3-dev libsecret-1-dev gnome-keyring dbus
   nodejs openssl curl
+  libwebkit2gtk-4.1-dev libsoup-3.0-dev xvfb xauth
 )
 if [ -n "${TANDRI_EXTRA_PACKAGES:-}" ]; then
   read -r -a extra <<<"$TANDRI_EXTRA_PACKAGES"

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds everything from nothing and runs every test:
-#   1. a warnings-as-errors build, all tests through CTest;
+#   1. a warnings-as-errors build, all tests through CTest (the real-engine
+#      tests under Xvfb when there is no display);
 #   2. an AddressSanitizer + UndefinedBehaviorSanitizer build, all tests again;
 #   3. the libFuzzer targets (clang, with both sanitizers), each for a bounded time.
 # Environment: FUZZ_SECONDS (default 60 per target), JOBS (default 2).
@@ -13,7 +14,8 @@ JOBS="${JOBS:-2}"
 FUZZ_SECONDS="${FUZZ_SECONDS:-60}"
 
 echo "== build (warnings as errors)"
-cmake -S . -B build/ci -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTANDRI_WERROR=ON
+cmake -S . -B build/ci -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTANDRI_WERROR=ON \
+  -DTANDRI_GTK=ON
 cmake --build build/ci -j "$JOBS"
 echo "== tests"
 ctest --test-dir build/ci --output-on-failure -j "$JOBS"
@@ -22,7 +24,7 @@ bash scripts/test-secret-service.sh build/ci/tandri_tests
 
 echo "== build (AddressSanitizer + UndefinedBehaviorSanitizer)"
 cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTANDRI_WERROR=ON \
-  -DTANDRI_SANITIZE=address,undefined -DTANDRI_BENCH=OFF
+  -DTANDRI_SANITIZE=address,undefined -DTANDRI_BENCH=OFF -DTANDRI_GTK=ON
 cmake --build build/asan -j "$JOBS"
 echo "== tests under sanitizers"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \

@@ -1,0 +1,36 @@
+#pragma once
+
+// UI-process side of the script channel: every web view made in a prepared
+// context delivers its pages' posts on the channel, each labelled with the URI
+// of the frame that posted it (see WebProcess/ScriptChannelExtension.cpp).
+
+#include <webkit2/webkit2.h>
+
+#include <functional>
+#include <string>
+
+namespace tandri::gtk {
+
+struct ChannelPost {
+    std::string channel;
+    std::string bodyJson;  // empty when the page posted something JSON cannot express
+    std::string frameUri;
+    bool mainFrame = false;
+};
+
+class ScriptChannel {
+  public:
+    using Receiver = std::function<void(WebKitWebView*, const ChannelPost&)>;
+
+    // Must run before the first web view of the context exists. The web-process
+    // module is looked for in $TANDRI_WEB_EXTENSIONS_DIR, else where the build put it.
+    static void prepareContext(WebKitWebContext* context, const std::string& channel);
+
+    // Delivers the channel's posts of one view until disconnect() or the view goes away.
+    static gulong connect(WebKitWebView* view, Receiver receiver);
+    static void disconnect(WebKitWebView* view, gulong handlerId);
+
+    static std::string extensionsDirectory();
+};
+
+}  // namespace tandri::gtk

@@ -1,0 +1,70 @@
+#pragma once
+
+// A real WebKit context with the script channel, off-screen windows, and a
+// way to run the main loop until something has happened.
+
+#include <gtest/gtest.h>
+#include <gtk/gtk.h>
+
+#include <chrono>
+#include <functional>
+#include <vector>
+
+#include "Platform/Gtk/ScriptChannel.hpp"
+
+namespace tandri::gtk::testing {
+
+inline bool spinUntil(const std::function<bool()>& done, std::chrono::milliseconds limit) {
+    auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        g_main_context_iteration(nullptr, FALSE);
+        if (!g_main_context_pending(nullptr)) g_usleep(1000);
+    }
+    return true;
+}
+
+// Lets late arrivals come in, for checks that something did not happen.
+inline void settle(std::chrono::milliseconds time) {
+    spinUntil([] { return false; }, time);
+}
+
+class EngineFixture : public ::testing::Test {
+  public:
+    static void SetUpTestSuite() { gtk_init(nullptr, nullptr); }
+
+    void SetUp() override {
+        context = webkit_web_context_new_ephemeral();
+        ScriptChannel::prepareContext(context, "tandriMessage");
+    }
+    void TearDown() override {
+        for (GtkWidget* window : windows) gtk_widget_destroy(window);
+        g_object_unref(context);
+    }
+
+    WebKitWebView* makeView(WebKitWebView* related = nullptr) {
+        GtkWidget* widget = related ? webkit_web_view_new_with_related_view(related)
+                                    : webkit_web_view_new_with_context(context);
+        auto* webView = WEBKIT_WEB_VIEW(widget);
+        webkit_settings_set_javascript_can_open_windows_automatically(
+            webkit_web_view_get_settings(webView), TRUE);
+        GtkWidget* window = gtk_offscreen_window_new();
+        gtk_container_add(GTK_CONTAINER(window), widget);
+        gtk_widget_show_all(window);
+        windows.push_back(window);
+        ScriptChannel::connect(webView, [this](WebKitWebView* from, const ChannelPost& post) {
+            received.push_back({from, post});
+        });
+        return webView;
+    }
+
+    struct Received {
+        WebKitWebView* view;
+        ChannelPost post;
+    };
+    WebKitWebContext* context = nullptr;
+    std::vector<GtkWidget*> windows;
+    std::vector<Received> received;
+};
+
+}  // namespace tandri::gtk::testing

@@ -1,0 +1,147 @@
+// Runs in a real WebKit web view (under Xvfb in CI): which frame a post came
+// from is exactly what the origin check rests on.
+
+#include <string>
+
+#include "EngineFixture.hpp"
+
+namespace {
+
+using namespace tandri::gtk::testing;
+
+void serveTestScheme(WebKitURISchemeRequest* request, gpointer) {
+    std::string path = webkit_uri_scheme_request_get_path(request);
+    std::string html =
+        "<script>window.webkit.messageHandlers.tandriMessage.postMessage("
+        "{id:'evil', name:'set', data:{key:'k', value:'" +
+        path + "'}});</script>";
+    gsize size = html.size();
+    GInputStream* stream =
+        g_memory_input_stream_new_from_data(g_strndup(html.data(), size), size, g_free);
+    webkit_uri_scheme_request_finish(request, stream, size, "text/html");
+    g_object_unref(stream);
+}
+
+struct ScriptChannelTest : EngineFixture {
+    void SetUp() override {
+        EngineFixture::SetUp();
+        webkit_web_context_register_uri_scheme(context, "tandri-test", serveTestScheme, nullptr,
+                                               nullptr);
+        webkit_security_manager_register_uri_scheme_as_secure(
+            webkit_web_context_get_security_manager(context), "tandri-test");
+        view = makeView();
+    }
+    WebKitWebView* view = nullptr;
+};
+
+TEST_F(ScriptChannelTest, EachPostCarriesItsOwnFrameUri) {
+    const char* page =
+        "<html><body>"
+        "<iframe src=\"tandri-test://evil.example/frame\"></iframe>"
+        "<iframe src=\"data:text/html,<script>window.webkit.messageHandlers.tandriMessage."
+        "postMessage({id:'d',name:'get'})</script>\"></iframe>"
+        "<script>window.webkit.messageHandlers.tandriMessage.postMessage("
+        "{id:'1', name:'get', data:{key:'userInfo'}});"
+        "window.webkit.messageHandlers.tandriMessage.postMessage(undefined);</script>"
+        "</body></html>";
+    webkit_web_view_load_html(view, page, "https://shop.tandri.com/checkout?x=1");
+    ASSERT_TRUE(spinUntil([&] { return received.size() >= 4; }, std::chrono::seconds(20)))
+        << "posts received: " << received.size();
+    settle(std::chrono::milliseconds(200));
+    ASSERT_EQ(received.size(), 4u);
+
+    int top = 0, custom = 0, data = 0, empty = 0;
+    for (const auto& r : received) {
+        EXPECT_EQ(r.view, view);
+        EXPECT_EQ(r.post.channel, "tandriMessage");
+        if (r.post.frameUri == "https://shop.tandri.com/checkout?x=1") {
+            EXPECT_TRUE(r.post.mainFrame);
+            if (r.post.bodyJson.empty()) {
+                ++empty;
+            } else {
+                EXPECT_EQ(r.post.bodyJson, R"({"id":"1","name":"get","data":{"key":"userInfo"}})");
+                ++top;
+            }
+        } else if (r.post.frameUri == "tandri-test://evil.example/frame") {
+            EXPECT_FALSE(r.post.mainFrame);
+            EXPECT_EQ(r.post.bodyJson,
+                      R"({"id":"evil","name":"set","data":{"key":"k","value":"/frame"}})");
+            ++custom;
+        } else if (r.post.frameUri.rfind("data:", 0) == 0) {
+            EXPECT_FALSE(r.post.mainFrame);
+            ++data;
+        } else {
+            ADD_FAILURE() << "unexpected frame " << r.post.frameUri;
+        }
+    }
+    EXPECT_EQ(top, 1);
+    EXPECT_EQ(empty, 1);
+    EXPECT_EQ(custom, 1);
+    EXPECT_EQ(data, 1);
+}
+
+TEST_F(ScriptChannelTest, AStaleReferenceKeptByAPopupIsDropped) {
+    WebKitWebView* popup = nullptr;
+    g_signal_connect(view, "create",
+                     G_CALLBACK(+[](WebKitWebView* opener, WebKitNavigationAction*,
+                                    gpointer self) -> GtkWidget* {
+                         auto* fixture = static_cast<ScriptChannelTest*>(self);
+                         return GTK_WIDGET(fixture->makeView(opener));
+                     }),
+                     this);
+    // The untrusted opener hands its own channel to the pop-up it opens.
+    webkit_web_view_load_html(
+        view,
+        "<script>var w = window.open('about:blank');"
+        "w.stash = window.webkit.messageHandlers.tandriMessage;"
+        "window.webkit.messageHandlers.tandriMessage.postMessage({id:'a',name:'ready'});"
+        "</script>",
+        "https://evil.example/");
+    ASSERT_TRUE(spinUntil([&] { return received.size() >= 1 && windows.size() == 2; },
+                          std::chrono::seconds(20)));
+    popup = WEBKIT_WEB_VIEW(gtk_bin_get_child(GTK_BIN(windows[1])));
+    EXPECT_EQ(received[0].post.frameUri, "https://evil.example/");
+    received.clear();
+
+    // The opener now shows a trusted page; the pop-up still holds the old function.
+    webkit_web_view_load_html(
+        view,
+        "<script>window.webkit.messageHandlers.tandriMessage.postMessage({id:'t',name:'get'});"
+        "</script>",
+        "https://shop.tandri.com/");
+    ASSERT_TRUE(spinUntil([&] { return received.size() >= 1; }, std::chrono::seconds(20)));
+    ASSERT_EQ(received.size(), 1u);
+    EXPECT_EQ(received[0].post.frameUri, "https://shop.tandri.com/");
+    received.clear();
+
+    struct Outcome {
+        bool done = false;
+        std::string value;
+    } outcome;
+    webkit_web_view_evaluate_javascript(
+        popup,
+        "if (window.stash) { window.stash.postMessage({id:'stale',name:'set'}); 'sent' }"
+        " else { 'none' }",
+        -1, nullptr, nullptr, nullptr,
+        +[](GObject* source, GAsyncResult* result, gpointer data) {
+            auto* out = static_cast<Outcome*>(data);
+            if (JSCValue* value = webkit_web_view_evaluate_javascript_finish(
+                    WEBKIT_WEB_VIEW(source), result, nullptr)) {
+                char* text = jsc_value_to_string(value);
+                out->value = text;
+                g_free(text);
+                g_object_unref(value);
+            }
+            out->done = true;
+        },
+        &outcome);
+    ASSERT_TRUE(spinUntil([&] { return outcome.done; }, std::chrono::seconds(10)));
+    // The pop-up really holds the old handler and calls it; only the channel drops it.
+    EXPECT_EQ(outcome.value, "sent");
+    settle(std::chrono::milliseconds(300));
+    for (const auto& r : received) {
+        ADD_FAILURE() << "stale post arrived from " << r.post.frameUri << ": " << r.post.bodyJson;
+    }
+}
+
+}  // namespace
