@@ -17,12 +17,15 @@
 #include "Platform/SystemLog.hpp"
 #include "Platform/UserDefaults.hpp"
 #include "Platform/URLOpener.hpp"
+#include "Platform/WebView.hpp"
 
 namespace tandri {
 
 struct Platform {
     std::shared_ptr<MainQueue> mainQueue;
     std::shared_ptr<SystemLog> systemLog;
+    /// Makes web views; without it the core makes none.
+    std::shared_ptr<WebViewFactory> webViews;
     /// Storage ports; without a keychain or user defaults, reads find nothing and writes do
     /// nothing. Biometrics fall back to a platform without a biometric device.
     std::shared_ptr<Keychain> keychain;

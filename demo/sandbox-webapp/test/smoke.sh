@@ -60,7 +60,9 @@ check "hostile frame on the foreign origin" 200 "$(status "https://evil.test/hos
 check "unknown path" 404 "$(status "$base/nope")"
 check "bridge script type" "200 text/javascript; charset=utf-8" \
   "$(c -o /dev/null -w '%{http_code} %{content_type}' "$base/static/bridge.js")"
-c "$base/checkout-widget/mobile-button?color=neutral" | grep -q 'window.SANDBOX = {"domain":"tandri.test"' \
+# Read the whole page first: grep -q stopping early would fail curl on a closed pipe.
+button_page=$(c "$base/checkout-widget/mobile-button?color=neutral")
+grep -q 'window.SANDBOX = {"domain":"tandri.test"' <<<"$button_page" \
   && pass "pages carry the server's configuration" || fail "configuration missing from the button page"
 
 check "no automatic mode to claim without --auto" 409 "$(status -X POST "$base/__auto")"

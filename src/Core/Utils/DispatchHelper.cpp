@@ -14,4 +14,13 @@ void DispatchHelper::setRunOnMain(const std::function<void()>& work) {
     queue->runSync(work);
 }
 
+void DispatchHelper::postToMain(std::function<void()> work) {
+    if (!work) return;
+    if (const auto& queue = Platform::current().mainQueue) {
+        queue->post(std::move(work));
+    } else {
+        work();
+    }
+}
+
 }  // namespace tandri

@@ -15,6 +15,9 @@ class DispatchHelper {
     static void setRunOnMain(const std::function<void()>& work);
     /// Always nothing: the property only runs what it is given.
     static std::function<void()> runOnMain() { return {}; }
+    /// Queues `work` for the main thread, even when called there: it runs after the caller
+    /// returns. Without a main queue installed it runs at once.
+    static void postToMain(std::function<void()> work);
 };
 
 class BlockUtil {

@@ -9,6 +9,7 @@ SimulatedPlatform::SimulatedPlatform() : SimulatedPlatform(std::make_shared<Simu
 SimulatedPlatform::SimulatedPlatform(std::shared_ptr<SimulatedFiles> files)
     : mainQueue_(std::make_shared<SimulatedMainQueue>()),
       systemLog_(std::make_shared<SimulatedSystemLog>()),
+      webViews_(std::make_shared<SimulatedWebViewFactory>()),
       keychain_(std::make_shared<SimulatedKeychain>()),
       userDefaults_(std::make_shared<SimulatedUserDefaults>()),
       biometrics_(std::make_shared<SimulatedBiometrics>()),
@@ -23,6 +24,7 @@ SimulatedPlatform::SimulatedPlatform(std::shared_ptr<SimulatedFiles> files)
     Platform ports;
     ports.mainQueue = mainQueue_;
     ports.systemLog = systemLog_;
+    ports.webViews = webViews_;
     ports.keychain = keychain_;
     ports.userDefaults = userDefaults_;
     ports.biometrics = biometrics_;

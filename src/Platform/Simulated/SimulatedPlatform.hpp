@@ -11,6 +11,7 @@
 #include "Platform/Simulated/SimulatedPorts.hpp"
 #include "Platform/Simulated/SimulatedPresenter.hpp"
 #include "Platform/Simulated/SimulatedSystemLog.hpp"
+#include "Platform/Simulated/SimulatedWebView.hpp"
 
 namespace tandri::sim {
 
@@ -25,6 +26,7 @@ class SimulatedPlatform {
 
     SimulatedMainQueue& mainQueue() { return *mainQueue_; }
     SimulatedSystemLog& systemLog() { return *systemLog_; }
+    SimulatedWebViewFactory& webViews() { return *webViews_; }
     SimulatedKeychain& keychain() { return *keychain_; }
     SimulatedUserDefaults& userDefaults() { return *userDefaults_; }
     SimulatedBiometrics& biometrics() { return *biometrics_; }
@@ -43,6 +45,7 @@ class SimulatedPlatform {
   private:
     std::shared_ptr<SimulatedMainQueue> mainQueue_;
     std::shared_ptr<SimulatedSystemLog> systemLog_;
+    std::shared_ptr<SimulatedWebViewFactory> webViews_;
     std::shared_ptr<SimulatedKeychain> keychain_;
     std::shared_ptr<SimulatedUserDefaults> userDefaults_;
     std::shared_ptr<SimulatedBiometrics> biometrics_;

@@ -1,0 +1,137 @@
+#include "Core/Bridge/JSBridge.hpp"
+
+#include "Core/Bridge/TWKScriptHandler.hpp"
+#include "Core/Bridge/WebViewUtil.hpp"
+#include "Core/Javascript/JSEncodable.hpp"
+#include "Core/Storage/Storage.hpp"
+#include "Core/Utils/DispatchHelper.hpp"
+#include "Core/Utils/Logging.hpp"
+#include "Core/Utils/URL.hpp"
+#include "Platform/Platform.hpp"
+
+namespace tandri {
+
+JSBridge::JSBridge(std::shared_ptr<WebView> view) : webView(std::move(view)) {}
+
+std::shared_ptr<JSBridge> JSBridge::create(std::shared_ptr<WebView> webView) {
+    std::shared_ptr<JSBridge> bridge(new JSBridge(std::move(webView)));
+    setupHandlers(bridge);
+    return bridge;
+}
+
+JSBridge::~JSBridge() {
+    messageHandlers.clear();
+    if (isLinkedCheckoutBridge || !webView) return;
+    if (const auto& configuration = webView->configuration()) {
+        if (const auto& controller = configuration->userContentController) {
+            controller->removeScriptMessageHandlerForName(kChannelName);
+        }
+    }
+}
+
+void JSBridge::setupHandlers(const std::shared_ptr<JSBridge>& bridge) {
+    if (!bridge) return;
+    std::weak_ptr<JSBridge> weakBridge = bridge;
+    auto proxy = std::make_shared<TWKScriptHandler>(
+        [weakBridge](UserContentController& controller, const ScriptMessage& message) {
+            if (auto strong = weakBridge.lock()) {
+                strong->userContentControllerDidReceiveScriptMessage(controller, message);
+            }
+        });
+    if (bridge->webView && bridge->webView->configuration() &&
+        bridge->webView->configuration()->userContentController) {
+        bridge->webView->configuration()->userContentController->addScriptMessageHandler(
+            proxy, kChannelName);
+    }
+    bridge->messageHandlers = MessageHandlers{};
+}
+
+void JSBridge::userContentControllerDidReceiveScriptMessage(UserContentController&,
+                                                            const ScriptMessage& scriptMessage) {
+    if (scriptMessage.name != kChannelName) return;
+    if (!allowSecurityCheckBypass) {
+        // Refused frames get no answer and leave no trace: a refused message looks lost.
+        auto frame = URL::parse(scriptMessage.frameURL);
+        if (!frame || !frame->isSecure() || !frame->isTandriDomain()) return;
+    }
+    if (!scriptMessage.body) return;
+    auto message = JSTandriMessage::initWithDictionary(*scriptMessage.body);
+    if (!message) return;
+    logIncomingMessage(*message, className());
+
+    auto found = messageHandlers.find(message->name());
+    if (found == messageHandlers.end()) return;
+    // The table may change while the handler runs (a handler may replace itself).
+    MessageHandler handler = found->second;
+    std::weak_ptr<JSBridge> weakBridge = weak_from_this();
+    std::weak_ptr<WebView> sender = scriptMessage.webView;
+    auto shared = std::make_shared<const JSTandriMessage>(std::move(*message));
+    handler(*shared, [weakBridge, sender, shared](std::optional<JSResult> result) {
+        DispatchHelper::setRunOnMain(
+            [&] { sendMessageResponse(weakBridge.lock(), *shared, result, sender.lock()); });
+    });
+}
+
+void JSBridge::sendMessageResponse(const std::shared_ptr<JSBridge>& bridge,
+                                   const JSTandriMessage& message,
+                                   const std::optional<JSResult>& result,
+                                   const std::shared_ptr<WebView>& webView) {
+    if (!bridge || !result || !webView) return;
+    auto response = result->jsEncodableWithIdentifier(message.identifier());
+    logOutgoingMessage(message.name(), response, bridge->className());
+    invokeJavascriptMethod(webView, bridge->messageHandlerPath, response, {});
+}
+
+void JSBridge::observeForwardMessagesFor(const std::shared_ptr<JSBridge>& a,
+                                         const std::shared_ptr<JSBridge>& b) {
+    forwarding(a, b);
+    forwarding(b, a);
+}
+
+void JSBridge::forwarding(const std::shared_ptr<JSBridge>& source,
+                          const std::shared_ptr<JSBridge>& target) {
+    if (!source || !target) return;
+    std::weak_ptr<JSBridge> weakTarget = target;
+    // The sender never gets an answer to "forward".
+    source->messageHandlers["forward"] = [weakTarget](const JSTandriMessage& message,
+                                                      JSCompletion) {
+        auto strong = weakTarget.lock();
+        if (!strong) return;
+        Value body{message.raw()};
+        logOutgoingMessage(message.name(), body, strong->className());
+        invokeJavascriptMethod(strong->webView, strong->messageHandlerPath, body, {});
+    };
+}
+
+void JSBridge::forwardDataFromNative(const std::string& receiver, const std::optional<Value>& data,
+                                     const std::shared_ptr<JSBridge>& target) {
+    if (!target || !target->webView) return;
+    auto current = target->webView->url();
+    if (!current) return;
+    auto url = URL::parse(*current);
+    std::string origin = url ? url->getTargetOrigin() : std::string("(null)");
+    std::string script = rawJavaScriptPostmessageForReceiver(receiver, data, origin);
+    if (Logging::enabled()) {
+        std::string text = target->className() + ".evaluateJavaScript:\n" + script;
+        logLines({text});
+    }
+    auto view = target->webView;
+    auto evaluate = [view, script] {
+        view->evaluateJavaScript(
+            script, [](const std::optional<Value>&, const std::optional<std::string>& error) {
+                if (!error) return;
+                std::string text = "Error evaluating JavaScript: " + *error;
+                logLines({text});
+            });
+    };
+    DispatchHelper::postToMain(evaluate);
+}
+
+const MessageHandler& JSBridge::onGet() {
+    return Storage::getHandler();
+}
+const MessageHandler& JSBridge::onSet() {
+    return Storage::setHandler();
+}
+
+}  // namespace tandri

@@ -1,0 +1,159 @@
+#include "Platform/Simulated/SimulatedWebView.hpp"
+
+#include "Core/Utils/DispatchHelper.hpp"
+#include "tandri/Json.hpp"
+
+namespace tandri::sim {
+
+void SimulatedUserContentController::addScriptMessageHandler(
+    std::shared_ptr<ScriptMessageHandler> handler, const std::string& name) {
+    handlers_[name] = std::move(handler);
+}
+
+void SimulatedUserContentController::removeScriptMessageHandlerForName(const std::string& name) {
+    handlers_.erase(name);
+}
+
+bool SimulatedUserContentController::hasScriptMessageHandler(const std::string& name) const {
+    return handlers_.count(name) != 0;
+}
+
+std::shared_ptr<ScriptMessageHandler> SimulatedUserContentController::handlerFor(
+    const std::string& name) const {
+    auto it = handlers_.find(name);
+    return it == handlers_.end() ? nullptr : it->second;
+}
+
+SimulatedWebView::SimulatedWebView(SimulatedWebViewFactory& factory,
+                                   std::shared_ptr<WebViewConfiguration> configuration)
+    : factory_(factory), configuration_(std::move(configuration)) {}
+
+void SimulatedWebView::evaluateJavaScript(const std::string& script,
+                                          EvaluationCompletion completion) {
+    factory_.evaluations_.push_back({this, script});
+    if (!completion || !factory_.evaluationsComplete) return;
+    std::optional<Value> result;
+    std::optional<std::string> error = factory_.evaluationError;
+    if (!error && script == "navigator.userAgent") {
+        result = Value(customUserAgent_.value_or(factory_.defaultUserAgent));
+    }
+    // Completions of the platform arrive later, on the main thread.
+    DispatchHelper::postToMain([completion = std::move(completion), result = std::move(result),
+                                error = std::move(error)] { completion(result, error); });
+}
+
+NavigationHandle SimulatedWebView::newNavigation() {
+    auto navigation = std::make_shared<Navigation>();
+    navigation->id = factory_.nextNavigation_++;
+    lastNavigation_ = navigation;
+    return navigation;
+}
+
+NavigationHandle SimulatedWebView::loadRequest(const URLRequest& request) {
+    url_ = request.url;
+    lastRequest_ = request;
+    lastHTML_.clear();
+    auto navigation = newNavigation();
+    factory_.loads_.push_back({this, request, {}, std::nullopt, navigation});
+    return navigation;
+}
+
+NavigationHandle SimulatedWebView::loadHTMLString(const std::string& html,
+                                                  const std::optional<std::string>& baseURL) {
+    url_ = baseURL.value_or("about:blank");
+    lastRequest_.reset();
+    lastHTML_ = html;
+    lastBaseURL_ = baseURL;
+    auto navigation = newNavigation();
+    factory_.loads_.push_back({this, std::nullopt, html, baseURL, navigation});
+    return navigation;
+}
+
+NavigationHandle SimulatedWebView::reload() {
+    if (lastRequest_) return loadRequest(*lastRequest_);
+    return loadHTMLString(lastHTML_, lastBaseURL_);
+}
+
+bool SimulatedWebView::post(const std::string& name, std::optional<Value> body,
+                            const std::string& frameURL, bool mainFrame) {
+    auto* controller =
+        dynamic_cast<SimulatedUserContentController*>(configuration_->userContentController.get());
+    if (controller == nullptr) return false;
+    auto handler = controller->handlerFor(name);
+    if (!handler) return false;
+    ScriptMessage message{name, std::move(body),
+                          std::static_pointer_cast<WebView>(shared_from_this()), frameURL,
+                          mainFrame};
+    handler->userContentControllerDidReceiveScriptMessage(*controller, message);
+    return true;
+}
+
+bool SimulatedWebView::postJSON(const std::string& name, const std::string& json,
+                                const std::string& frameURL, bool mainFrame) {
+    return post(name, json::parse(json), frameURL, mainFrame);
+}
+
+void SimulatedWebView::finishNavigation(const NavigationHandle& navigation) {
+    if (auto delegate = navigationDelegate())
+        delegate->webViewDidFinishNavigation(*this, navigation);
+}
+
+void SimulatedWebView::failNavigation(const NavigationHandle& navigation,
+                                      const std::string& error) {
+    if (auto delegate = navigationDelegate()) {
+        delegate->webViewDidFailNavigation(*this, navigation, error);
+    }
+}
+
+void SimulatedWebView::failProvisionalNavigation(const NavigationHandle& navigation,
+                                                 const std::string& error) {
+    if (auto delegate = navigationDelegate()) {
+        delegate->webViewDidFailProvisionalNavigation(*this, navigation, error);
+    }
+}
+
+std::optional<NavigationResponsePolicy> SimulatedWebView::respond(
+    const NavigationResponse& response) {
+    auto delegate = navigationDelegate();
+    if (!delegate) return NavigationResponsePolicy::Allow;
+    std::optional<NavigationResponsePolicy> decision;
+    delegate->webViewDecidePolicyForNavigationResponse(
+        *this, response, [&decision](NavigationResponsePolicy policy) { decision = policy; });
+    return decision;
+}
+
+std::shared_ptr<WebView> SimulatedWebView::openWindow(const NavigationAction& action) {
+    auto delegate = uiDelegate();
+    if (!delegate) return nullptr;
+    // A window opened by a page shares its opener's channels.
+    auto configuration = std::make_shared<WebViewConfiguration>(*configuration_);
+    return delegate->webViewCreateWebView(*this, configuration, action);
+}
+
+void SimulatedWebView::closeWindow() {
+    if (auto delegate = uiDelegate()) delegate->webViewDidClose(*this);
+}
+
+std::shared_ptr<WebViewConfiguration> SimulatedWebViewFactory::makeConfiguration() {
+    auto configuration = std::make_shared<WebViewConfiguration>();
+    configuration->userContentController = std::make_shared<SimulatedUserContentController>();
+    return configuration;
+}
+
+std::shared_ptr<WebView> SimulatedWebViewFactory::makeWebView(
+    std::shared_ptr<WebViewConfiguration> configuration) {
+    if (!configuration) configuration = makeConfiguration();
+    auto view = std::make_shared<SimulatedWebView>(*this, std::move(configuration));
+    webViews_.push_back(view);
+    return view;
+}
+
+std::vector<std::string> SimulatedWebViewFactory::scriptsIn(const WebView& view) const {
+    std::vector<std::string> scripts;
+    for (const auto& evaluation : evaluations_) {
+        if (evaluation.webView == &view) scripts.push_back(evaluation.script);
+    }
+    return scripts;
+}
+
+}  // namespace tandri::sim

@@ -1,0 +1,134 @@
+#pragma once
+
+// Web views for tests: every evaluated script is recorded in order with the
+// view it ran in; a test plays the page (posts on a channel from any frame
+// URL), the network (finishes or fails loads, answers with a status) and the
+// user (opens and closes windows). Script results come back through the main
+// queue, so a test sees them after draining it, as on a device.
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Platform/WebView.hpp"
+
+namespace tandri::sim {
+
+class SimulatedWebViewFactory;
+
+class SimulatedUserContentController : public UserContentController {
+  public:
+    void addScriptMessageHandler(std::shared_ptr<ScriptMessageHandler> handler,
+                                 const std::string& name) override;
+    void removeScriptMessageHandlerForName(const std::string& name) override;
+    bool hasScriptMessageHandler(const std::string& name) const override;
+    std::shared_ptr<ScriptMessageHandler> handlerFor(const std::string& name) const;
+
+  private:
+    std::map<std::string, std::shared_ptr<ScriptMessageHandler>> handlers_;
+};
+
+struct Load {
+    const WebView* webView = nullptr;
+    std::optional<URLRequest> request;  // a request load
+    std::string html;                   // an HTML load
+    std::optional<std::string> baseURL;
+    NavigationHandle navigation;
+};
+
+struct Evaluation {
+    const WebView* webView = nullptr;
+    std::string script;
+};
+
+class SimulatedWebView : public WebView {
+  public:
+    SimulatedWebView(SimulatedWebViewFactory& factory,
+                     std::shared_ptr<WebViewConfiguration> configuration);
+
+    const std::shared_ptr<WebViewConfiguration>& configuration() const override {
+        return configuration_;
+    }
+    void evaluateJavaScript(const std::string& script, EvaluationCompletion completion) override;
+    std::optional<std::string> url() const override { return url_; }
+    std::optional<std::string> customUserAgent() const override { return customUserAgent_; }
+    void setCustomUserAgent(std::optional<std::string> userAgent) override {
+        customUserAgent_ = std::move(userAgent);
+    }
+    NavigationHandle loadRequest(const URLRequest& request) override;
+    NavigationHandle loadHTMLString(const std::string& html,
+                                    const std::optional<std::string>& baseURL) override;
+    NavigationHandle reload() override;
+
+    // ---- the test's side ----
+
+    /// The page (or a frame of it) posts `body` on channel `name`. Answers whether a handler
+    /// was registered under that name.
+    bool post(const std::string& name, std::optional<Value> body, const std::string& frameURL,
+              bool mainFrame = true);
+    /// The same with a JSON text body (text that is not JSON posts an absent body).
+    bool postJSON(const std::string& name, const std::string& json, const std::string& frameURL,
+                  bool mainFrame = true);
+    void finishNavigation(const NavigationHandle& navigation);
+    void failNavigation(const NavigationHandle& navigation, const std::string& error);
+    void failProvisionalNavigation(const NavigationHandle& navigation, const std::string& error);
+    /// A response arrives; answers the delegate's decision (Allow without a delegate).
+    std::optional<NavigationResponsePolicy> respond(const NavigationResponse& response);
+    /// The page opens a window; answers what the UI delegate made, if anything.
+    std::shared_ptr<WebView> openWindow(const NavigationAction& action);
+    /// The page closes its window.
+    void closeWindow();
+    void setURL(std::optional<std::string> url) { url_ = std::move(url); }
+    NavigationHandle lastNavigation() const { return lastNavigation_; }
+
+  private:
+    NavigationHandle newNavigation();
+
+    SimulatedWebViewFactory& factory_;
+    std::shared_ptr<WebViewConfiguration> configuration_;
+    std::optional<std::string> url_;
+    std::optional<std::string> customUserAgent_;
+    NavigationHandle lastNavigation_;
+    std::optional<URLRequest> lastRequest_;
+    std::string lastHTML_;
+    std::optional<std::string> lastBaseURL_;
+};
+
+class SimulatedWebViewFactory : public WebViewFactory {
+  public:
+    static constexpr const char* kDefaultUserAgent =
+        "Mozilla/5.0 (X11; Linux x86_64) AppleWebKit/605.1.15 (KHTML, like Gecko)";
+
+    using WebViewFactory::makeWebView;
+    std::shared_ptr<WebViewConfiguration> makeConfiguration() override;
+    std::shared_ptr<WebView> makeWebView(
+        std::shared_ptr<WebViewConfiguration> configuration) override;
+
+    /// Every script evaluated in any view, in order.
+    const std::vector<Evaluation>& evaluations() const { return evaluations_; }
+    /// Scripts evaluated in one view, in order.
+    std::vector<std::string> scriptsIn(const WebView& view) const;
+    void clearEvaluations() { evaluations_.clear(); }
+    const std::vector<Load>& loads() const { return loads_; }
+    /// Every web view made so far (weakly: tests can check they went away).
+    const std::vector<std::weak_ptr<SimulatedWebView>>& webViews() const { return webViews_; }
+
+    /// What "navigator.userAgent" answers in a view without a custom agent.
+    std::string defaultUserAgent = kDefaultUserAgent;
+    /// When set, evaluations report this error instead of a result.
+    std::optional<std::string> evaluationError;
+    /// When false, evaluations never complete (a hung page).
+    bool evaluationsComplete = true;
+
+  private:
+    friend class SimulatedWebView;
+    std::vector<Evaluation> evaluations_;
+    std::vector<Load> loads_;
+    std::vector<std::weak_ptr<SimulatedWebView>> webViews_;
+    std::uint64_t nextNavigation_ = 1;
+};
+
+}  // namespace tandri::sim
