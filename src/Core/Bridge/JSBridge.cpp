@@ -46,13 +46,22 @@ void JSBridge::setupHandlers(const std::shared_ptr<JSBridge>& bridge) {
     bridge->messageHandlers = MessageHandlers{};
 }
 
+bool JSBridge::frameIsAllowed(const std::string& frameURL) {
+    // Pages post from the same frame over and over: keep the last verdict.
+    if (lastFrameURL_ == frameURL && lastFrameDomain_ == makerDomain()) return lastFrameAllowed_;
+    auto frame = URL::parse(frameURL);
+    lastFrameAllowed_ = frame && frame->isSecure() && frame->isTandriDomain();
+    lastFrameURL_ = frameURL;
+    lastFrameDomain_ = makerDomain();
+    return lastFrameAllowed_;
+}
+
 void JSBridge::userContentControllerDidReceiveScriptMessage(UserContentController&,
                                                             const ScriptMessage& scriptMessage) {
     if (scriptMessage.name != kChannelName) return;
     if (!allowSecurityCheckBypass) {
         // Refused frames get no answer and leave no trace: a refused message looks lost.
-        auto frame = URL::parse(scriptMessage.frameURL);
-        if (!frame || !frame->isSecure() || !frame->isTandriDomain()) return;
+        if (!frameIsAllowed(scriptMessage.frameURL)) return;
     }
     if (!scriptMessage.body) return;
     auto message = JSTandriMessage::initWithDictionary(*scriptMessage.body);

@@ -69,6 +69,12 @@ class JSBridge : public std::enable_shared_from_this<JSBridge> {
 
   protected:
     explicit JSBridge(std::shared_ptr<WebView> view);
+
+  private:
+    bool frameIsAllowed(const std::string& frameURL);
+    std::string lastFrameURL_;
+    std::string lastFrameDomain_;
+    bool lastFrameAllowed_ = false;
 };
 
 }  // namespace tandri

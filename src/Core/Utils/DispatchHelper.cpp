@@ -14,6 +14,11 @@ void DispatchHelper::setRunOnMain(const std::function<void()>& work) {
     queue->runSync(work);
 }
 
+bool DispatchHelper::onMainThread() {
+    const auto& queue = Platform::current().mainQueue;
+    return !queue || queue->isMainThread();
+}
+
 void DispatchHelper::postToMain(std::function<void()> work) {
     if (!work) return;
     if (const auto& queue = Platform::current().mainQueue) {
