@@ -1,0 +1,303 @@
+#include "Platform/Gtk/GtkWebView.hpp"
+
+#include <libsoup/soup.h>
+
+#include "Platform/Gtk/ScriptChannel.hpp"
+#include "tandri/Json.hpp"
+
+namespace tandri::gtk {
+
+void GtkUserContentController::addScriptMessageHandler(
+    std::shared_ptr<ScriptMessageHandler> handler, const std::string& name) {
+    handlers_[name] = std::move(handler);
+}
+
+void GtkUserContentController::removeScriptMessageHandlerForName(const std::string& name) {
+    handlers_.erase(name);
+}
+
+bool GtkUserContentController::hasScriptMessageHandler(const std::string& name) const {
+    return handlers_.count(name) != 0;
+}
+
+std::shared_ptr<ScriptMessageHandler> GtkUserContentController::handlerFor(
+    const std::string& name) const {
+    auto it = handlers_.find(name);
+    return it == handlers_.end() ? nullptr : it->second;
+}
+
+namespace {
+
+constexpr const char* kChannel = "tandriMessage";
+
+NavigationType navigationTypeOf(WebKitNavigationAction* action) {
+    switch (webkit_navigation_action_get_navigation_type(action)) {
+        case WEBKIT_NAVIGATION_TYPE_LINK_CLICKED:
+            return NavigationType::LinkActivated;
+        case WEBKIT_NAVIGATION_TYPE_FORM_SUBMITTED:
+            return NavigationType::FormSubmitted;
+        case WEBKIT_NAVIGATION_TYPE_BACK_FORWARD:
+            return NavigationType::BackForward;
+        case WEBKIT_NAVIGATION_TYPE_RELOAD:
+            return NavigationType::Reload;
+        case WEBKIT_NAVIGATION_TYPE_FORM_RESUBMITTED:
+            return NavigationType::FormResubmitted;
+        default:
+            return NavigationType::Other;
+    }
+}
+
+struct Evaluation {
+    EvaluationCompletion completion;
+};
+
+void evaluated(GObject* source, GAsyncResult* result, gpointer data) {
+    std::unique_ptr<Evaluation> evaluation(static_cast<Evaluation*>(data));
+    GError* error = nullptr;
+    JSCValue* value =
+        webkit_web_view_evaluate_javascript_finish(WEBKIT_WEB_VIEW(source), result, &error);
+    if (value == nullptr) {
+        std::string message = error != nullptr ? error->message : "JavaScript evaluation failed";
+        g_clear_error(&error);
+        evaluation->completion(std::nullopt, message);
+        return;
+    }
+    std::optional<Value> out;
+    if (!jsc_value_is_undefined(value)) {
+        if (char* text = jsc_value_to_json(value, 0)) {
+            out = json::parse(text);
+            g_free(text);
+        }
+    }
+    g_object_unref(value);
+    evaluation->completion(out, std::nullopt);
+}
+
+}  // namespace
+
+GtkWebView::GtkWebView(GtkWebViewFactory& factory,
+                       std::shared_ptr<WebViewConfiguration> configuration, WebKitWebView* related)
+    : factory_(factory), configuration_(std::move(configuration)) {
+    GtkWidget* widget = related != nullptr
+                            ? webkit_web_view_new_with_related_view(related)
+                            : GTK_WIDGET(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context",
+                                                      factory.context_, nullptr));
+    view_ = WEBKIT_WEB_VIEW(g_object_ref_sink(widget));
+    webkit_settings_set_javascript_can_open_windows_automatically(
+        webkit_web_view_get_settings(view_),
+        configuration_->preferences.javaScriptCanOpenWindowsAutomatically);
+    g_signal_connect(view_, "load-changed", G_CALLBACK(onLoadChanged), this);
+    g_signal_connect(view_, "load-failed", G_CALLBACK(onLoadFailed), this);
+    g_signal_connect(view_, "decide-policy", G_CALLBACK(onDecidePolicy), this);
+    g_signal_connect(view_, "create", G_CALLBACK(onCreate), this);
+    g_signal_connect(view_, "close", G_CALLBACK(onClose), this);
+    ScriptChannel::connect(view_, [this](WebKitWebView*, const ChannelPost& post) {
+        auto* controller =
+            dynamic_cast<GtkUserContentController*>(configuration_->userContentController.get());
+        if (controller == nullptr) return;
+        auto handler = controller->handlerFor(post.channel);
+        if (!handler) return;
+        ScriptMessage message{post.channel, json::parse(post.bodyJson),
+                              std::static_pointer_cast<WebView>(shared_from_this()), post.frameUri,
+                              post.mainFrame};
+        handler->userContentControllerDidReceiveScriptMessage(*controller, message);
+    });
+}
+
+GtkWebView::~GtkWebView() {
+    g_signal_handlers_disconnect_matched(view_, G_SIGNAL_MATCH_DATA, 0, 0, nullptr, nullptr, this);
+    g_signal_handlers_disconnect_matched(
+        view_, G_SIGNAL_MATCH_ID, g_signal_lookup("user-message-received", WEBKIT_TYPE_WEB_VIEW), 0,
+        nullptr, nullptr, nullptr);
+    gtk_widget_destroy(GTK_WIDGET(view_));
+    g_object_unref(view_);
+}
+
+void GtkWebView::evaluateJavaScript(const std::string& script, EvaluationCompletion completion) {
+    auto* evaluation = new Evaluation{completion ? std::move(completion)
+                                                 : EvaluationCompletion([](auto&, auto&) {})};
+    webkit_web_view_evaluate_javascript(view_, script.data(), static_cast<gssize>(script.size()),
+                                        nullptr, nullptr, nullptr, evaluated, evaluation);
+}
+
+std::optional<std::string> GtkWebView::url() const {
+    const char* uri = webkit_web_view_get_uri(view_);
+    if (uri == nullptr || *uri == '\0') return std::nullopt;
+    return std::string(uri);
+}
+
+void GtkWebView::setCustomUserAgent(std::optional<std::string> userAgent) {
+    customUserAgent_ = std::move(userAgent);
+    webkit_settings_set_user_agent(webkit_web_view_get_settings(view_),
+                                   customUserAgent_ ? customUserAgent_->c_str() : nullptr);
+}
+
+NavigationHandle GtkWebView::begin() {
+    auto navigation = std::make_shared<Navigation>();
+    navigation->id = factory_.nextNavigation_++;
+    current_ = navigation;
+    committed_ = false;
+    failed_ = false;
+    return navigation;
+}
+
+NavigationHandle GtkWebView::loadRequest(const URLRequest& request) {
+    NavigationHandle navigation = begin();
+    if (request.method == "GET" && !request.body) {
+        WebKitURIRequest* uriRequest = webkit_uri_request_new(request.url.c_str());
+        SoupMessageHeaders* headers = webkit_uri_request_get_http_headers(uriRequest);
+        for (const auto& [name, value] : request.headers) {
+            if (headers != nullptr)
+                soup_message_headers_append(headers, name.c_str(), value.c_str());
+        }
+        webkit_web_view_load_request(view_, uriRequest);
+        g_object_unref(uriRequest);
+        return navigation;
+    }
+    HttpRequest native{request.url, request.method, request.headers, request.body};
+    std::weak_ptr<WebView> weak = weak_from_this();
+    HttpLoader::fetchForView(
+        view_, native, factory_.settings_, [weak, navigation](const HttpResponse& response) {
+            auto strong = std::static_pointer_cast<GtkWebView>(weak.lock());
+            if (!strong || strong->current_ != navigation) return;  // superseded
+            auto delegate = strong->navigationDelegate();
+            if (response.status == 0) {
+                if (delegate) {
+                    delegate->webViewDidFailProvisionalNavigation(*strong, navigation,
+                                                                  response.error);
+                }
+                return;
+            }
+            auto show = [weak, navigation, response](NavigationResponsePolicy policy) {
+                auto view = std::static_pointer_cast<GtkWebView>(weak.lock());
+                if (!view || view->current_ != navigation) return;
+                if (policy == NavigationResponsePolicy::Allow) {
+                    HttpLoader::show(view->view_, response);
+                } else if (auto d = view->navigationDelegate()) {
+                    d->webViewDidFailProvisionalNavigation(*view, navigation,
+                                                           "Frame load interrupted");
+                }
+            };
+            if (delegate) {
+                delegate->webViewDecidePolicyForNavigationResponse(
+                    *strong, NavigationResponse{response.url, response.status, true}, show);
+            } else {
+                show(NavigationResponsePolicy::Allow);
+            }
+        });
+    return navigation;
+}
+
+NavigationHandle GtkWebView::loadHTMLString(const std::string& html,
+                                            const std::optional<std::string>& baseURL) {
+    NavigationHandle navigation = begin();
+    webkit_web_view_load_html(view_, html.c_str(), baseURL ? baseURL->c_str() : nullptr);
+    return navigation;
+}
+
+NavigationHandle GtkWebView::reload() {
+    NavigationHandle navigation = begin();
+    webkit_web_view_reload(view_);
+    return navigation;
+}
+
+void GtkWebView::onLoadChanged(WebKitWebView*, WebKitLoadEvent event, gpointer self) {
+    auto* view = static_cast<GtkWebView*>(self);
+    if (event == WEBKIT_LOAD_COMMITTED) view->committed_ = true;
+    if (event != WEBKIT_LOAD_FINISHED || view->failed_ || !view->current_) return;
+    if (auto delegate = view->navigationDelegate()) {
+        delegate->webViewDidFinishNavigation(*view, view->current_);
+    }
+}
+
+gboolean GtkWebView::onLoadFailed(WebKitWebView*, WebKitLoadEvent, char*, GError* error,
+                                  gpointer self) {
+    auto* view = static_cast<GtkWebView*>(self);
+    view->failed_ = true;
+    std::string message = error != nullptr ? error->message : "load failed";
+    if (auto delegate = view->navigationDelegate()) {
+        if (view->committed_) {
+            delegate->webViewDidFailNavigation(*view, view->current_, message);
+        } else {
+            delegate->webViewDidFailProvisionalNavigation(*view, view->current_, message);
+        }
+    }
+    return TRUE;  // no error page: the delegate decides what the user sees
+}
+
+gboolean GtkWebView::onDecidePolicy(WebKitWebView*, WebKitPolicyDecision* decision,
+                                    WebKitPolicyDecisionType type, gpointer self) {
+    auto* view = static_cast<GtkWebView*>(self);
+    if (type != WEBKIT_POLICY_DECISION_TYPE_RESPONSE) return FALSE;
+    auto delegate = view->navigationDelegate();
+    if (!delegate) return FALSE;
+    auto* responseDecision = WEBKIT_RESPONSE_POLICY_DECISION(decision);
+    WebKitURIResponse* response = webkit_response_policy_decision_get_response(responseDecision);
+    NavigationResponse navigationResponse{
+        webkit_uri_response_get_uri(response),
+        static_cast<int>(webkit_uri_response_get_status_code(response)),
+        webkit_response_policy_decision_is_main_frame_main_resource(responseDecision) != FALSE};
+    g_object_ref(decision);
+    delegate->webViewDecidePolicyForNavigationResponse(
+        *view, navigationResponse, [decision](NavigationResponsePolicy policy) {
+            if (policy == NavigationResponsePolicy::Allow) {
+                webkit_policy_decision_use(decision);
+            } else {
+                webkit_policy_decision_ignore(decision);
+            }
+            g_object_unref(decision);
+        });
+    return TRUE;
+}
+
+GtkWidget* GtkWebView::onCreate(WebKitWebView* opener, WebKitNavigationAction* action,
+                                gpointer self) {
+    auto* view = static_cast<GtkWebView*>(self);
+    auto delegate = view->uiDelegate();
+    if (!delegate) return nullptr;
+    NavigationAction navigationAction;
+    if (WebKitURIRequest* request = webkit_navigation_action_get_request(action)) {
+        const char* uri = webkit_uri_request_get_uri(request);
+        navigationAction.request.url = uri != nullptr ? uri : "";
+        const char* method = webkit_uri_request_get_http_method(request);
+        if (method != nullptr) navigationAction.request.method = method;
+    }
+    navigationAction.navigationType = navigationTypeOf(action);
+    navigationAction.targetsMainFrame = false;
+    // Windows a page opens share its channels and must be related to it in the engine.
+    auto configuration = std::make_shared<WebViewConfiguration>(*view->configuration_);
+    view->factory_.opener_ = opener;
+    auto created = delegate->webViewCreateWebView(*view, configuration, navigationAction);
+    view->factory_.opener_ = nullptr;
+    auto* gtkView = dynamic_cast<GtkWebView*>(created.get());
+    return gtkView != nullptr ? GTK_WIDGET(gtkView->view_) : nullptr;
+}
+
+void GtkWebView::onClose(WebKitWebView*, gpointer self) {
+    auto* view = static_cast<GtkWebView*>(self);
+    if (auto delegate = view->uiDelegate()) delegate->webViewDidClose(*view);
+}
+
+GtkWebViewFactory::GtkWebViewFactory(NetworkSettings settings) : settings_(std::move(settings)) {
+    context_ = webkit_web_context_new_ephemeral();
+    ScriptChannel::prepareContext(context_, kChannel);
+    settings_.applyTo(context_);
+}
+
+GtkWebViewFactory::~GtkWebViewFactory() {
+    g_object_unref(context_);
+}
+
+std::shared_ptr<WebViewConfiguration> GtkWebViewFactory::makeConfiguration() {
+    auto configuration = std::make_shared<WebViewConfiguration>();
+    configuration->userContentController = std::make_shared<GtkUserContentController>();
+    return configuration;
+}
+
+std::shared_ptr<WebView> GtkWebViewFactory::makeWebView(
+    std::shared_ptr<WebViewConfiguration> configuration) {
+    if (!configuration) configuration = makeConfiguration();
+    return std::make_shared<GtkWebView>(*this, std::move(configuration), opener_);
+}
+
+}  // namespace tandri::gtk

@@ -1,0 +1,95 @@
+#pragma once
+
+// The web-view port on WebKitGTK. Every view of a factory lives in one
+// WebKit context prepared with the frame-labelling script channel and the
+// process's network settings; views made from one configuration share its
+// content controller. Requests WebKit cannot make itself (a method other than
+// GET, or a body) are sent natively and shown as their URL's page.
+
+#include <webkit2/webkit2.h>
+
+#include <map>
+#include <memory>
+
+#include "Platform/Gtk/HttpLoader.hpp"
+#include "Platform/WebView.hpp"
+
+namespace tandri::gtk {
+
+class GtkWebViewFactory;
+
+class GtkUserContentController : public UserContentController {
+  public:
+    void addScriptMessageHandler(std::shared_ptr<ScriptMessageHandler> handler,
+                                 const std::string& name) override;
+    void removeScriptMessageHandlerForName(const std::string& name) override;
+    bool hasScriptMessageHandler(const std::string& name) const override;
+    std::shared_ptr<ScriptMessageHandler> handlerFor(const std::string& name) const;
+
+  private:
+    std::map<std::string, std::shared_ptr<ScriptMessageHandler>> handlers_;
+};
+
+class GtkWebView : public WebView {
+  public:
+    GtkWebView(GtkWebViewFactory& factory, std::shared_ptr<WebViewConfiguration> configuration,
+               WebKitWebView* related);
+    ~GtkWebView() override;
+
+    const std::shared_ptr<WebViewConfiguration>& configuration() const override {
+        return configuration_;
+    }
+    void evaluateJavaScript(const std::string& script, EvaluationCompletion completion) override;
+    std::optional<std::string> url() const override;
+    std::optional<std::string> customUserAgent() const override { return customUserAgent_; }
+    void setCustomUserAgent(std::optional<std::string> userAgent) override;
+    NavigationHandle loadRequest(const URLRequest& request) override;
+    NavigationHandle loadHTMLString(const std::string& html,
+                                    const std::optional<std::string>& baseURL) override;
+    NavigationHandle reload() override;
+
+    /// The engine's view, for placing it in a window.
+    WebKitWebView* widget() const { return view_; }
+
+  private:
+    NavigationHandle begin();
+    static void onLoadChanged(WebKitWebView*, WebKitLoadEvent event, gpointer self);
+    static gboolean onLoadFailed(WebKitWebView*, WebKitLoadEvent event, char* uri, GError* error,
+                                 gpointer self);
+    static gboolean onDecidePolicy(WebKitWebView*, WebKitPolicyDecision* decision,
+                                   WebKitPolicyDecisionType type, gpointer self);
+    static GtkWidget* onCreate(WebKitWebView*, WebKitNavigationAction* action, gpointer self);
+    static void onClose(WebKitWebView*, gpointer self);
+
+    GtkWebViewFactory& factory_;
+    std::shared_ptr<WebViewConfiguration> configuration_;
+    WebKitWebView* view_ = nullptr;
+    std::optional<std::string> customUserAgent_;
+    NavigationHandle current_;
+    bool committed_ = false;
+    bool failed_ = false;
+};
+
+class GtkWebViewFactory : public WebViewFactory {
+  public:
+    /// Must be made before any web view exists in the process.
+    explicit GtkWebViewFactory(NetworkSettings settings = {});
+    ~GtkWebViewFactory() override;
+
+    std::shared_ptr<WebViewConfiguration> makeConfiguration() override;
+    std::shared_ptr<WebView> makeWebView(
+        std::shared_ptr<WebViewConfiguration> configuration) override;
+    using WebViewFactory::makeWebView;
+
+    WebKitWebContext* context() const { return context_; }
+    const NetworkSettings& networkSettings() const { return settings_; }
+
+  private:
+    friend class GtkWebView;
+    WebKitWebContext* context_ = nullptr;
+    NetworkSettings settings_;
+    WebKitWebView* opener_ = nullptr;  // set while a page's new window is being made
+    std::uint64_t nextNavigation_ = 1;
+};
+
+}  // namespace tandri::gtk

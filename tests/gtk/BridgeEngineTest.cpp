@@ -1,0 +1,165 @@
+// A bridge on a real WebKit view, talking to the sandbox checkout server over
+// real https (through its own proxy, trusting its throw-away certificate).
+// Frames from other origins post the same messages as the page; only the
+// page and frames on the maker's domain are answered or stored.
+
+#include <gio/gio.h>
+
+#include <cstdlib>
+#include <set>
+#include <string>
+
+#include "Core/Bridge/JSBridge.hpp"
+#include "Core/Utils/URL.hpp"
+#include "EngineFixture.hpp"
+#include "Platform/Gtk/GtkMainQueue.hpp"
+#include "Platform/Gtk/GtkWebView.hpp"
+#include "Platform/Platform.hpp"
+#include "Platform/Simulated/SimulatedStorage.hpp"
+#include "tandri/Json.hpp"
+
+namespace tandri {
+namespace {
+
+using namespace tandri::gtk;
+using namespace tandri::gtk::testing;
+
+class Sandbox {
+  public:
+    bool start(const std::string& dir) {
+        std::string certs = dir + "/certs";
+        std::string gen = std::string(TANDRI_SOURCE_DIR) + "/demo/sandbox-webapp/gen-certs.sh " +
+                          certs + " >/dev/null 2>&1";
+        if (std::system(gen.c_str()) != 0) return false;
+        leaf = certs + "/leaf.pem";
+        std::string server = std::string(TANDRI_SOURCE_DIR) + "/demo/sandbox-webapp/server.js";
+        process = g_subprocess_new(
+            GSubprocessFlags(G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_PIPE),
+            nullptr, "node", server.c_str(), "--cert-dir", certs.c_str(), nullptr);
+        if (process == nullptr) return false;
+        GDataInputStream* lines = g_data_input_stream_new(g_subprocess_get_stdout_pipe(process));
+        char* line = g_data_input_stream_read_line(lines, nullptr, nullptr, nullptr);
+        g_object_unref(lines);
+        if (line == nullptr) return false;
+        auto ports = json::parse(line);
+        g_free(line);
+        if (!ports || !ports->find("proxy")) return false;
+        proxy = ports->find("proxy")->asString();
+        return true;
+    }
+    ~Sandbox() {
+        if (process != nullptr) {
+            g_subprocess_force_exit(process);
+            g_subprocess_wait(process, nullptr, nullptr);
+            g_object_unref(process);
+        }
+    }
+    GSubprocess* process = nullptr;
+    std::string proxy;
+    std::string leaf;
+};
+
+struct BridgeEngineTest : ::testing::Test {
+    static void SetUpTestSuite() { gtk_init(nullptr, nullptr); }
+    void SetUp() override {
+        char pattern[] = "/tmp/tandri-engine-XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        dir = pattern;
+        ASSERT_TRUE(sandbox.start(dir)) << "the sandbox server did not start";
+        saved = Platform::current();
+        Platform ports;
+        ports.mainQueue = std::make_shared<GtkMainQueue>();
+        factory = std::make_shared<GtkWebViewFactory>(NetworkSettings{
+            sandbox.proxy,
+            sandbox.leaf,
+            {"checkout.tandri.test", "pay.tandri.test", "evil.test", "tandri.test"}});
+        ports.webViews = factory;
+        ports.keychain = keychain = std::make_shared<sim::SimulatedKeychain>();
+        ports.userDefaults = defaults = std::make_shared<sim::SimulatedUserDefaults>();
+        Platform::install(ports);
+        savedDomain = makerDomain();
+        setMakerDomain("tandri.test");
+        window = gtk_offscreen_window_new();
+    }
+    void TearDown() override {
+        if (window != nullptr) gtk_widget_destroy(window);
+        setMakerDomain(savedDomain);
+        Platform::install(saved);
+        std::system(("rm -rf " + dir).c_str());
+    }
+
+    std::string evaluate(const std::shared_ptr<WebView>& view, const std::string& script) {
+        std::optional<std::string> out;
+        view->evaluateJavaScript(script, [&](const std::optional<Value>& value,
+                                             const std::optional<std::string>& error) {
+            out = error ? "error: " + *error : (value ? json::write(*value) : "undefined");
+        });
+        spinUntil([&] { return out.has_value(); }, std::chrono::seconds(10));
+        return out.value_or("timeout");
+    }
+
+    std::string dir;
+    std::string savedDomain;
+    Sandbox sandbox;
+    Platform saved;
+    std::shared_ptr<GtkWebViewFactory> factory;
+    std::shared_ptr<sim::SimulatedKeychain> keychain;
+    std::shared_ptr<sim::SimulatedUserDefaults> defaults;
+    GtkWidget* window = nullptr;
+};
+
+TEST_F(BridgeEngineTest, OnlyThePageAndFramesOnTheMakersDomainAreAnsweredOrStored) {
+    auto view = factory->makeWebView();
+    gtk_container_add(GTK_CONTAINER(window), GTK_WIDGET(static_cast<GtkWebView&>(*view).widget()));
+    gtk_widget_show_all(window);
+    auto bridge = JSBridge::create(view);
+    bridge->messageHandlerPath = "receive";
+    bridge->messageHandlers["get"] = JSBridge::onGet();
+    bridge->messageHandlers["set"] = JSBridge::onSet();
+
+    const char* page = R"(<html><body><script>
+        window.answers = [];
+        function receive(r) { answers.push(r); }
+        const ch = window.webkit.messageHandlers.tandriMessage;
+        ch.postMessage({name:'set', id:'own-set', data:{key:'own', value:'mine'}});
+        ch.postMessage({name:'get', id:'own-get', data:'own'});
+        </script>
+        <iframe src="https://evil.test/hostile/frame?label=evil"></iframe>
+        <iframe src="https://pay.tandri.test/hostile/frame?label=sub"></iframe>
+        <iframe src="http://checkout.tandri.test/hostile/frame?label=plain"></iframe>
+        <iframe src="data:text/html,<script>window.webkit.messageHandlers.tandriMessage.postMessage({name:'set',id:'data-set',data:{key:'sandbox.hostile',value:'data'}})</script>"></iframe>
+        </body></html>)";
+    view->loadHTMLString(page, std::string("https://checkout.tandri.test/own"));
+
+    auto answered = [&] { return evaluate(view, "JSON.stringify(answers.map(a => a.id))"); };
+    ASSERT_TRUE(spinUntil(
+        [&] {
+            auto ids = json::parse(json::parse(answered()).value_or(Value("[]")).asString());
+            return ids && ids->asArray().size() >= 4;
+        },
+        std::chrono::seconds(30)))
+        << answered();
+    settle(std::chrono::milliseconds(500));
+    auto ids = json::parse(json::parse(answered())->asString());
+    std::set<std::string> seen;
+    for (const auto& id : ids->asArray()) seen.insert(id.asString());
+    EXPECT_EQ(seen, (std::set<std::string>{"own-set", "own-get", "sub-set", "sub-get"}));
+    EXPECT_EQ(evaluate(view, "JSON.stringify(answers.find(a => a.id === 'own-get'))"),
+              json::write(Value(R"({"id":"own-get","name":"result","data":"mine","error":null})")));
+    EXPECT_EQ(json::write(*defaults->objectForKey("sandbox.hostile")), R"("sub")");
+
+    // The refused frames really loaded: the server saw them asked for.
+    std::optional<HttpResponse> requests;
+    HttpRequest request;
+    request.url = "https://checkout.tandri.test/__requests";
+    HttpLoader::fetchForView(static_cast<GtkWebView&>(*view).widget(), request,
+                             factory->networkSettings(),
+                             [&](const HttpResponse& response) { requests = response; });
+    ASSERT_TRUE(spinUntil([&] { return requests.has_value(); }, std::chrono::seconds(10)));
+    EXPECT_EQ(requests->status, 200) << requests->error;
+    EXPECT_NE(requests->body.find("/hostile/frame?label=evil"), std::string::npos);
+    EXPECT_NE(requests->body.find("/hostile/frame?label=sub"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace tandri
