@@ -145,3 +145,78 @@ TEST_F(ScriptChannelTest, AStaleReferenceKeptByAPopupIsDropped) {
 }
 
 }  // namespace
+
+namespace {
+
+using namespace tandri::gtk::testing;
+
+// A hybrid host's page also talks to handlers the host registered with the engine itself; the
+// engine may remake its namespace objects under the page, and our channel must survive that.
+TEST_F(EngineFixture, TheChannelLivesBesideTheHostsOwnEngineHandlers) {
+    WebKitUserContentManager* contents = webkit_user_content_manager_new();
+    webkit_user_content_manager_register_script_message_handler(contents, "host");
+    struct Host {
+        WebKitWebView* view = nullptr;
+        int posts = 0;
+        int target = 0;
+    } host;
+    // Each host message is answered by evaluating the page's next post, one after the other.
+    g_signal_connect(
+        contents, "script-message-received::host",
+        G_CALLBACK(+[](WebKitUserContentManager*, WebKitJavascriptResult*, gpointer data) {
+            auto* h = static_cast<Host*>(data);
+            if (++h->posts < h->target) {
+                webkit_web_view_evaluate_javascript(h->view, "next()", -1, nullptr, nullptr,
+                                                    nullptr, nullptr, nullptr);
+            }
+        }),
+        &host);
+    auto* view = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", context,
+                                              "user-content-manager", contents, nullptr));
+    host.view = view;
+    GtkWidget* window = gtk_offscreen_window_new();
+    gtk_container_add(GTK_CONTAINER(window), GTK_WIDGET(view));
+    gtk_widget_show_all(window);
+    windows.push_back(window);
+    tandri::gtk::ScriptChannel::connect(
+        view, [this](WebKitWebView* from, const tandri::gtk::ChannelPost& post) {
+            received.push_back({from, post});
+        });
+    webkit_web_view_load_html(
+        view,
+        "<script>"
+        "var channel; var body = {id:'1', name:'get', data:{key:'userInfo'}};"
+        "function next() { channel.postMessage(body); }"
+        "function startHost() { channel = window.webkit.messageHandlers.host; next(); }"
+        "function ours(id) { window.webkit.messageHandlers.tandriMessage.postMessage({id: id}); }"
+        "ours('first');"
+        "</script>",
+        "https://shop.tandri.com/");
+    ASSERT_TRUE(spinUntil([&] { return received.size() == 1; }, std::chrono::seconds(20)));
+    for (int round = 0; round < 3; ++round) {
+        host.target += 300;
+        webkit_web_view_evaluate_javascript(view, "startHost()", -1, nullptr, nullptr, nullptr,
+                                            nullptr, nullptr);
+        ASSERT_TRUE(spinUntil([&] { return host.posts == host.target; }, std::chrono::seconds(30)));
+        // Nothing in the page holds the engine's namespace objects now: make the page's
+        // collector run.
+        for (int i = 0; i < 3; ++i) {
+            webkit_web_view_evaluate_javascript(
+                view,
+                "(function(){ var a = []; for (var i = 0; i < 300000; ++i) a.push({i: i});"
+                " return a.length; })()",
+                -1, nullptr, nullptr, nullptr, nullptr, nullptr);
+        }
+        settle(std::chrono::milliseconds(300));
+        std::string call = "ours('round" + std::to_string(round) + "')";
+        webkit_web_view_evaluate_javascript(view, call.c_str(), -1, nullptr, nullptr, nullptr,
+                                            nullptr, nullptr);
+        ASSERT_TRUE(spinUntil([&] { return received.size() == static_cast<size_t>(round) + 2; },
+                              std::chrono::seconds(10)))
+            << "the channel was lost after round " << round;
+        EXPECT_EQ(received.back().post.bodyJson, "{\"id\":\"round" + std::to_string(round) + "\"}");
+    }
+    g_object_unref(contents);
+}
+
+}  // namespace

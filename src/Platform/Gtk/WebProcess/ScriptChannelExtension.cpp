@@ -92,8 +92,11 @@ void windowObjectCleared(WebKitScriptWorld* world, WebKitWebPage* page, WebKitFr
     JSCValue* post = jsc_value_new_function(context, "postMessage", G_CALLBACK(postMessage),
                                             binding, freeBinding, G_TYPE_NONE, 1, JSC_TYPE_VALUE);
 
-    // Builds window.webkit.messageHandlers.<channel> when the engine has not
-    // made it already, and leaves every other handler the page may have alone.
+    // Builds window.webkit.messageHandlers.<channel> when the engine has not made it already,
+    // and leaves every other handler the page may have alone. The engine's namespace objects
+    // (present when the host registered handlers of its own) are wrappers the engine drops and
+    // remakes when nothing in the page holds them, losing properties set on them, so the window
+    // keeps a hidden reference to them.
     static const char* kInstall =
         "(function(channel, post) {"
         "  var ns = window.webkit;"
@@ -111,6 +114,7 @@ void windowObjectCleared(WebKitScriptWorld* world, WebKitWebPage* page, WebKitFr
         "    value: function postMessage(body) { post(body); }, enumerable: true});"
         "  Object.defineProperty(handlers, channel, {value: handler, enumerable: true,"
         "                                            configurable: true});"
+        "  Object.defineProperty(window, Symbol(), {value: [ns, handlers]});"
         "})";
     JSCValue* install = jsc_context_evaluate(context, kInstall, -1);
     JSCValue* result = jsc_value_function_call(install, G_TYPE_STRING, gChannel.c_str(),
