@@ -8,6 +8,7 @@
 
 #include "Core/Bridge/JSBridge.hpp"
 #include "Core/Bridge/WebViewUtil.hpp"
+#include "Core/Javascript/JSEncodable.hpp"
 #include "Core/Utils/Logging.hpp"
 #include "Core/Utils/URL.hpp"
 #include "Platform/Simulated/SimulatedPlatform.hpp"
@@ -212,8 +213,7 @@ TEST_F(BridgeTest, ForwardingHandsTheWholeBodyToTheOtherPageAndPushesArePostMess
     request.url = "https://checkout." + makerDomain() + ":8443/app";
     view->loadRequest(request);
     JSBridge::forwardDataFromNative("tandri.sdklite.native-keyboard-open", std::nullopt, bridge);
-    const std::string push =
-        "window.postMessage('tandri.sdklite.native-keyboard-open--{}', '*');";
+    const std::string push = "window.postMessage('tandri.sdklite.native-keyboard-open--{}', '*');";
     EXPECT_EQ(scripts(), std::vector<std::string>{push});
     ASSERT_EQ(logged.size(), 1u);
     EXPECT_EQ(logged[0], joinedLines({"JSBridge.evaluateJavaScript:\n" + push}));
@@ -283,6 +283,35 @@ TEST_F(BridgeTest, UserAgentSuffixWaitsForThePageUntilTheProbeHasLearntTheDefaul
     EXPECT_EQ(other->customUserAgent(),
               std::string(sim::SimulatedWebViewFactory::kDefaultUserAgent) + " TDC_HSDK/1.0.0");
     TinyDelegate::resetForTesting();
+}
+
+}  // namespace
+}  // namespace tandri
+
+namespace tandri {
+namespace {
+
+TEST(ResponseScript, IsExactlyTheEncodedResponseObject) {
+    Dictionary nested{{"a", Value(Array{Value(1), Value(2.5), Value(true), Value()})},
+                      {"quote", Value("say \"hi\"\n\u00e9")}};
+    const std::vector<JSResult> results = {
+        JSResult::success(),
+        JSResult::success(Value("v")),
+        JSResult::success(Value(nested)),
+        JSResult::success(Value(Array{Value::date(0)})),  // not encodable: the whole object is null
+        JSResult::success(Value::bytes({1, 2})),
+        JSResult::error("No valid key was found on the message"),
+        JSResult::error("with \"quotes\" and \\ backslash"),
+    };
+    for (const auto& path :
+         {std::optional<std::string>("window.t.receive"), std::optional<std::string>()}) {
+        for (const auto& id : {std::string("7"), std::string("a\"b"), std::string()}) {
+            for (const auto& result : results) {
+                EXPECT_EQ(result.responseScript(path, id),
+                          rawJavaScriptForMethod(path, result.jsEncodableWithIdentifier(id)));
+            }
+        }
+    }
 }
 
 }  // namespace

@@ -86,9 +86,12 @@ void JSBridge::sendMessageResponse(const std::shared_ptr<JSBridge>& bridge,
                                    const std::optional<JSResult>& result,
                                    const std::shared_ptr<WebView>& webView) {
     if (!bridge || !result || !webView) return;
-    auto response = result->jsEncodableWithIdentifier(message.identifier());
-    logOutgoingMessage(message.name(), response, bridge->className());
-    invokeJavascriptMethod(webView, bridge->messageHandlerPath, response, {});
+    if (Logging::enabled()) {
+        logOutgoingMessage(message.name(), result->jsEncodableWithIdentifier(message.identifier()),
+                           bridge->className());
+    }
+    evaluateLater(webView, result->responseScript(bridge->messageHandlerPath, message.identifier()),
+                  {});
 }
 
 void JSBridge::observeForwardMessagesFor(const std::shared_ptr<JSBridge>& a,

@@ -24,11 +24,16 @@ ProbeSlots& probe() {
 void invokeJavascriptMethod(const std::shared_ptr<WebView>& webView,
                             const std::optional<std::string>& method,
                             const std::optional<Value>& param, EvaluationCompletion completion) {
+    evaluateLater(webView, rawJavaScriptForMethod(method, param), std::move(completion));
+}
+
+void evaluateLater(const std::shared_ptr<WebView>& webView, std::string script,
+                   EvaluationCompletion completion) {
     if (!webView) return;
-    DispatchHelper::postToMain([webView, script = rawJavaScriptForMethod(method, param),
-                                completion = std::move(completion)]() mutable {
-        webView->evaluateJavaScript(script, std::move(completion));
-    });
+    DispatchHelper::postToMain(
+        [webView, script = std::move(script), completion = std::move(completion)]() mutable {
+            webView->evaluateJavaScript(script, std::move(completion));
+        });
 }
 
 void getCurrentUserAgent(const std::shared_ptr<WebView>& webView,

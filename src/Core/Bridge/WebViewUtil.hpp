@@ -20,6 +20,10 @@ void invokeJavascriptMethod(const std::shared_ptr<WebView>& webView,
                             const std::optional<std::string>& method,
                             const std::optional<Value>& param, EvaluationCompletion completion);
 
+/// Evaluates a script in the view later on the main queue, like invokeJavascriptMethod.
+void evaluateLater(const std::shared_ptr<WebView>& webView, std::string script,
+                   EvaluationCompletion completion);
+
 /// Asks the page for navigator.userAgent on the main thread; the completion gets the answer, or
 /// none when the evaluation failed.
 void getCurrentUserAgent(const std::shared_ptr<WebView>& webView,

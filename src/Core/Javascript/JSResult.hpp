@@ -20,6 +20,11 @@ class JSResult {
     std::optional<Value> jsEncodableWithIdentifier(
         const std::optional<std::string>& identifier) const;
 
+    /// The script that answers message `identifier` through the page function `method`:
+    /// rawJavaScriptForMethod(method, jsEncodableWithIdentifier(identifier)), built directly.
+    std::string responseScript(const std::optional<std::string>& method,
+                               const std::string& identifier) const;
+
     const std::optional<std::string>& errorMessage() const { return errorMessage_; }
     const std::optional<Value>& data() const { return data_; }
     void setErrorMessage(std::optional<std::string> message) { errorMessage_ = std::move(message); }
