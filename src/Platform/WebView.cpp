@@ -21,4 +21,30 @@ std::optional<std::string> URLRequest::valueForField(const std::string& field) c
     return std::nullopt;
 }
 
+void HandlerTableContentController::addScriptMessageHandler(
+    std::shared_ptr<ScriptMessageHandler> handler, const std::string& name) {
+    handlers_[name] = std::move(handler);
+}
+
+void HandlerTableContentController::removeScriptMessageHandlerForName(const std::string& name) {
+    handlers_.erase(name);
+}
+
+bool HandlerTableContentController::hasScriptMessageHandler(const std::string& name) const {
+    return handlers_.count(name) != 0;
+}
+
+std::shared_ptr<ScriptMessageHandler> HandlerTableContentController::handlerFor(
+    const std::string& name) const {
+    auto it = handlers_.find(name);
+    return it == handlers_.end() ? nullptr : it->second;
+}
+
+bool HandlerTableContentController::deliver(const ScriptMessage& message) {
+    auto handler = handlerFor(message.name);
+    if (!handler) return false;
+    handler->userContentControllerDidReceiveScriptMessage(*this, message);
+    return true;
+}
+
 }  // namespace tandri

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -64,6 +65,23 @@ class UserContentController {
                                          const std::string& name) = 0;
     virtual void removeScriptMessageHandlerForName(const std::string& name) = 0;
     virtual bool hasScriptMessageHandler(const std::string& name) const = 0;
+};
+
+/// A content controller that keeps its handlers in a table, for platforms whose engine does
+/// not keep them itself (the simulated one, and ours on WebKitGTK, where one engine-level
+/// channel serves every name).
+class HandlerTableContentController : public UserContentController {
+  public:
+    void addScriptMessageHandler(std::shared_ptr<ScriptMessageHandler> handler,
+                                 const std::string& name) override;
+    void removeScriptMessageHandlerForName(const std::string& name) override;
+    bool hasScriptMessageHandler(const std::string& name) const override;
+    std::shared_ptr<ScriptMessageHandler> handlerFor(const std::string& name) const;
+    /// Hands a message to the handler registered under its name; false when there is none.
+    bool deliver(const ScriptMessage& message);
+
+  private:
+    std::map<std::string, std::shared_ptr<ScriptMessageHandler>> handlers_;
 };
 
 struct Preferences {

@@ -7,25 +7,6 @@
 
 namespace tandri::gtk {
 
-void GtkUserContentController::addScriptMessageHandler(
-    std::shared_ptr<ScriptMessageHandler> handler, const std::string& name) {
-    handlers_[name] = std::move(handler);
-}
-
-void GtkUserContentController::removeScriptMessageHandlerForName(const std::string& name) {
-    handlers_.erase(name);
-}
-
-bool GtkUserContentController::hasScriptMessageHandler(const std::string& name) const {
-    return handlers_.count(name) != 0;
-}
-
-std::shared_ptr<ScriptMessageHandler> GtkUserContentController::handlerFor(
-    const std::string& name) const {
-    auto it = handlers_.find(name);
-    return it == handlers_.end() ? nullptr : it->second;
-}
-
 namespace {
 
 constexpr const char* kChannel = "tandriMessage";
@@ -92,15 +73,12 @@ GtkWebView::GtkWebView(GtkWebViewFactory& factory,
     g_signal_connect(view_, "create", G_CALLBACK(onCreate), this);
     g_signal_connect(view_, "close", G_CALLBACK(onClose), this);
     ScriptChannel::connect(view_, [this](WebKitWebView*, const ChannelPost& post) {
-        auto* controller =
-            dynamic_cast<GtkUserContentController*>(configuration_->userContentController.get());
+        auto* controller = dynamic_cast<HandlerTableContentController*>(
+            configuration_->userContentController.get());
         if (controller == nullptr) return;
-        auto handler = controller->handlerFor(post.channel);
-        if (!handler) return;
-        ScriptMessage message{post.channel, json::parse(post.bodyJson),
-                              std::static_pointer_cast<WebView>(shared_from_this()), post.frameUri,
-                              post.mainFrame};
-        handler->userContentControllerDidReceiveScriptMessage(*controller, message);
+        controller->deliver({post.channel, json::parse(post.bodyJson),
+                             std::static_pointer_cast<WebView>(shared_from_this()), post.frameUri,
+                             post.mainFrame});
     });
 }
 
@@ -290,7 +268,7 @@ GtkWebViewFactory::~GtkWebViewFactory() {
 
 std::shared_ptr<WebViewConfiguration> GtkWebViewFactory::makeConfiguration() {
     auto configuration = std::make_shared<WebViewConfiguration>();
-    configuration->userContentController = std::make_shared<GtkUserContentController>();
+    configuration->userContentController = std::make_shared<HandlerTableContentController>();
     return configuration;
 }
 

@@ -18,18 +18,6 @@ namespace tandri::gtk {
 
 class GtkWebViewFactory;
 
-class GtkUserContentController : public UserContentController {
-  public:
-    void addScriptMessageHandler(std::shared_ptr<ScriptMessageHandler> handler,
-                                 const std::string& name) override;
-    void removeScriptMessageHandlerForName(const std::string& name) override;
-    bool hasScriptMessageHandler(const std::string& name) const override;
-    std::shared_ptr<ScriptMessageHandler> handlerFor(const std::string& name) const;
-
-  private:
-    std::map<std::string, std::shared_ptr<ScriptMessageHandler>> handlers_;
-};
-
 class GtkWebView : public WebView {
   public:
     GtkWebView(GtkWebViewFactory& factory, std::shared_ptr<WebViewConfiguration> configuration,

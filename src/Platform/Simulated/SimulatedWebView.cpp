@@ -5,25 +5,6 @@
 
 namespace tandri::sim {
 
-void SimulatedUserContentController::addScriptMessageHandler(
-    std::shared_ptr<ScriptMessageHandler> handler, const std::string& name) {
-    handlers_[name] = std::move(handler);
-}
-
-void SimulatedUserContentController::removeScriptMessageHandlerForName(const std::string& name) {
-    handlers_.erase(name);
-}
-
-bool SimulatedUserContentController::hasScriptMessageHandler(const std::string& name) const {
-    return handlers_.count(name) != 0;
-}
-
-std::shared_ptr<ScriptMessageHandler> SimulatedUserContentController::handlerFor(
-    const std::string& name) const {
-    auto it = handlers_.find(name);
-    return it == handlers_.end() ? nullptr : it->second;
-}
-
 SimulatedWebView::SimulatedWebView(SimulatedWebViewFactory& factory,
                                    std::shared_ptr<WebViewConfiguration> configuration)
     : factory_(factory), configuration_(std::move(configuration)) {}
@@ -77,15 +58,11 @@ NavigationHandle SimulatedWebView::reload() {
 bool SimulatedWebView::post(const std::string& name, std::optional<Value> body,
                             const std::string& frameURL, bool mainFrame) {
     auto* controller =
-        dynamic_cast<SimulatedUserContentController*>(configuration_->userContentController.get());
+        dynamic_cast<HandlerTableContentController*>(configuration_->userContentController.get());
     if (controller == nullptr) return false;
-    auto handler = controller->handlerFor(name);
-    if (!handler) return false;
-    ScriptMessage message{name, std::move(body),
-                          std::static_pointer_cast<WebView>(shared_from_this()), frameURL,
-                          mainFrame};
-    handler->userContentControllerDidReceiveScriptMessage(*controller, message);
-    return true;
+    return controller->deliver({name, std::move(body),
+                                std::static_pointer_cast<WebView>(shared_from_this()), frameURL,
+                                mainFrame});
 }
 
 bool SimulatedWebView::postJSON(const std::string& name, const std::string& json,
@@ -136,7 +113,7 @@ void SimulatedWebView::closeWindow() {
 
 std::shared_ptr<WebViewConfiguration> SimulatedWebViewFactory::makeConfiguration() {
     auto configuration = std::make_shared<WebViewConfiguration>();
-    configuration->userContentController = std::make_shared<SimulatedUserContentController>();
+    configuration->userContentController = std::make_shared<HandlerTableContentController>();
     return configuration;
 }
 

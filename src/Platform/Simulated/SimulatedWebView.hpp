@@ -19,18 +19,6 @@ namespace tandri::sim {
 
 class SimulatedWebViewFactory;
 
-class SimulatedUserContentController : public UserContentController {
-  public:
-    void addScriptMessageHandler(std::shared_ptr<ScriptMessageHandler> handler,
-                                 const std::string& name) override;
-    void removeScriptMessageHandlerForName(const std::string& name) override;
-    bool hasScriptMessageHandler(const std::string& name) const override;
-    std::shared_ptr<ScriptMessageHandler> handlerFor(const std::string& name) const;
-
-  private:
-    std::map<std::string, std::shared_ptr<ScriptMessageHandler>> handlers_;
-};
-
 struct Load {
     const WebView* webView = nullptr;
     std::optional<URLRequest> request;  // a request load
