@@ -359,4 +359,14 @@ TEST(SharedSettings, VersionFromTheLibraryBundleAndMarketingUrl) {
     EXPECT_EQ(TandriCheckoutSDK::marketingUrl()->absoluteString(), "https://shop.example/spring");
     TandriCheckoutSDK::setMarketingUrl(std::nullopt);
     EXPECT_FALSE(TandriCheckoutSDK::marketingUrl());
+
+    // One cached web view for every button, made once with default settings.
+    TandriCheckoutSDK::resetCachedWebviewForTesting();
+    auto cached = TandriCheckoutSDK::cachedWebview();
+    ASSERT_TRUE(cached);
+    EXPECT_EQ(TandriCheckoutSDK::cachedWebview(), cached);
+    EXPECT_EQ(platform.webViews().webViews().size(), 1u);
+    EXPECT_FALSE(
+        cached->configuration()->userContentController->hasScriptMessageHandler("tandriMessage"));
+    TandriCheckoutSDK::resetCachedWebviewForTesting();
 }

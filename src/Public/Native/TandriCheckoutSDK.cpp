@@ -1,5 +1,6 @@
 #include "Public/Native/TandriCheckoutSDK.hpp"
 
+#include "Platform/Platform.hpp"
 #include "tandri/Version.hpp"
 
 namespace tandri {
@@ -24,6 +25,10 @@ std::optional<URL>& marketingUrlStorage() {
     static std::optional<URL> url;
     return url;
 }
+std::shared_ptr<WebView>& cachedWebviewSlot() {
+    static std::shared_ptr<WebView> view;
+    return view;
+}
 }  // namespace
 
 const char* const TandriCheckoutSDKVersionString = kSDKVersion;
@@ -35,6 +40,18 @@ const std::optional<URL>& TandriCheckoutSDK::marketingUrl() {
 
 void TandriCheckoutSDK::setMarketingUrl(std::optional<URL> url) {
     marketingUrlStorage() = std::move(url);
+}
+
+std::shared_ptr<WebView> TandriCheckoutSDK::cachedWebview() {
+    auto& slot = cachedWebviewSlot();
+    if (!slot) {
+        if (const auto& factory = Platform::current().webViews) slot = factory->makeWebView();
+    }
+    return slot;
+}
+
+void TandriCheckoutSDK::resetCachedWebviewForTesting() {
+    cachedWebviewSlot().reset();
 }
 
 }  // namespace tandri
