@@ -72,12 +72,20 @@ void JSBridge::userContentControllerDidReceiveScriptMessage(UserContentControlle
     if (found == messageHandlers.end()) return;
     // The table may change while the handler runs (a handler may replace itself).
     MessageHandler handler = found->second;
-    std::weak_ptr<JSBridge> weakBridge = weak_from_this();
-    std::weak_ptr<WebView> sender = scriptMessage.webView;
-    auto shared = std::make_shared<const JSTandriMessage>(std::move(*message));
-    handler(*shared, [weakBridge, sender, shared](std::optional<JSResult> result) {
-        DispatchHelper::setRunOnMain(
-            [&] { sendMessageResponse(weakBridge.lock(), *shared, result, sender.lock()); });
+    // One allocation holds what the completion needs: the bridge and the sending view weakly
+    // (an answer after either is gone goes nowhere), the message strongly.
+    struct Pending {
+        std::weak_ptr<JSBridge> bridge;
+        std::weak_ptr<WebView> sender;
+        JSTandriMessage message;
+    };
+    auto pending = std::make_shared<const Pending>(
+        Pending{weak_from_this(), scriptMessage.webView, std::move(*message)});
+    handler(pending->message, [pending](std::optional<JSResult> result) {
+        DispatchHelper::runOnMainNow([&] {
+            sendMessageResponse(pending->bridge.lock(), pending->message, result,
+                                pending->sender.lock());
+        });
     });
 }
 
