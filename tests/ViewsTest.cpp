@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Core/Utils/NotificationCenter.hpp"
+#include "Core/Views/Layout.hpp"
 #include "Core/Views/ViewController.hpp"
 
 using namespace tandri;
@@ -167,4 +168,78 @@ TEST(Notifications, DeliveryOrderRemovalAndOwnerLifetime) {
     center.post(NotificationName::ApplicationDidEnterBackground);
     EXPECT_EQ(background, 1);
     EXPECT_EQ(center.observerCount(NotificationName::ApplicationDidEnterBackground), 0u);
+}
+
+TEST(Layout, ConstraintsPlaceViewsAgainstTheRootTheSafeAreaAndEachOther) {
+    using A = LayoutAttribute;
+    auto root = View::make({0, 0, 375, 812});
+
+    // A corner button and a centred square, as a full-screen spinner lays them out.
+    auto close = std::make_shared<Button>();
+    close->setTranslatesAutoresizingMaskIntoConstraints(false);
+    auto square = std::make_shared<ImageView>();
+    square->setTranslatesAutoresizingMaskIntoConstraints(false);
+    root->addSubview(close);
+    root->addSubview(square);
+    root->addConstraints(
+        {constrainConstant(close, A::Width, 44), constrainConstant(close, A::Height, 44),
+         constrain(close, A::Top, root, A::Top, 36),
+         constrain(close, A::Trailing, root, A::Trailing, -16),
+         constrainConstant(square, A::Width, 100), constrainConstant(square, A::Height, 100),
+         constrain(square, A::CenterX, root, A::CenterX),
+         constrain(square, A::CenterY, root, A::CenterY)});
+
+    // A bar on the safe area with a page under it, chained bar bottom to page top; the bar
+    // takes its natural height.
+    auto panel = View::make({0, 0, 375, 812});
+    panel->setTranslatesAutoresizingMaskIntoConstraints(false);
+    root->addSubview(panel);
+    auto bar = std::make_shared<NavigationBar>();
+    bar->setTranslatesAutoresizingMaskIntoConstraints(false);
+    auto page = std::make_shared<WebViewHost>();
+    page->setTranslatesAutoresizingMaskIntoConstraints(false);
+    panel->addSubview(bar);
+    panel->addSubview(page);
+    root->addConstraints({constrain(panel, A::Leading, root, A::Leading),
+                          constrain(panel, A::Trailing, root, A::Trailing),
+                          constrain(panel, A::Top, root, A::Top),
+                          constrain(panel, A::Bottom, root, A::Bottom)});
+    panel->addConstraints({constrainToSafeArea(bar, A::Top, panel, A::Top),
+                           constrainToSafeArea(bar, A::Leading, panel, A::Leading),
+                           constrainToSafeArea(bar, A::Trailing, panel, A::Trailing),
+                           constrain(page, A::Top, bar, A::Bottom),
+                           constrainToSafeArea(page, A::Leading, panel, A::Leading),
+                           constrainToSafeArea(page, A::Trailing, panel, A::Trailing),
+                           constrainToSafeArea(page, A::Bottom, panel, A::Bottom)});
+
+    // A frame-placed overlay that grows with the root, and one that does not.
+    auto grows = View::make({0, 0, 375, 812});
+    grows->setAutoresizingMask(AutoresizingMask::FlexibleWidth | AutoresizingMask::FlexibleHeight);
+    auto stays = View::make({10, 20, 30, 40});
+    root->addSubview(grows);
+    root->addSubview(stays);
+
+    layoutViewTree(*root, {0, 0, 375, 812}, {44, 0, 34, 0});
+    EXPECT_EQ(close->frame(), (Rect{315, 36, 44, 44}));
+    EXPECT_EQ(square->frame(), (Rect{137.5, 356, 100, 100}));
+    EXPECT_EQ(bar->frame(), (Rect{0, 44, 375, 44}));
+    EXPECT_EQ(page->frame(), (Rect{0, 88, 375, 690}));
+
+    // A wider window: everything pinned follows, the flexible overlay grows, the other stays.
+    layoutViewTree(*root, {0, 0, 1024, 700}, {});
+    EXPECT_EQ(root->frame(), (Rect{0, 0, 1024, 700}));
+    EXPECT_EQ(close->frame(), (Rect{964, 36, 44, 44}));
+    EXPECT_EQ(square->frame(), (Rect{462, 300, 100, 100}));
+    EXPECT_EQ(bar->frame(), (Rect{0, 0, 1024, 44}));
+    EXPECT_EQ(page->frame(), (Rect{0, 44, 1024, 656}));
+    EXPECT_EQ(grows->frame(), (Rect{0, 0, 1024, 700}));
+    EXPECT_EQ(stays->frame(), (Rect{10, 20, 30, 40}));
+    EXPECT_EQ(frameInRoot(*page), (Rect{0, 44, 1024, 656}));
+
+    // Nothing fixes a view with no constraints and no natural size: it keeps its frame.
+    auto loose = std::make_shared<View>(Rect{5, 6, 7, 8});
+    loose->setTranslatesAutoresizingMaskIntoConstraints(false);
+    panel->addSubview(loose);
+    layoutViewTree(*root, {0, 0, 1024, 700}, {});
+    EXPECT_EQ(loose->frame(), (Rect{5, 6, 7, 8}));
 }
