@@ -16,16 +16,11 @@
 #include <vector>
 
 #include "Platform/Gtk/ScriptChannel.hpp"
+#include "RoundTrip.hpp"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-struct Run {
-    const char* name;
-    std::vector<double> arrivals;  // seconds
-    int target = 0;
-};
+using tandri::bench::Run;
 
 void answer(WebKitWebView* view) {
     webkit_web_view_evaluate_javascript(view, "next()", -1, nullptr, nullptr, nullptr, nullptr,
@@ -33,26 +28,8 @@ void answer(WebKitWebView* view) {
 }
 
 void arrived(Run* run, WebKitWebView* view) {
-    run->arrivals.push_back(std::chrono::duration<double>(Clock::now().time_since_epoch()).count());
-    if (static_cast<int>(run->arrivals.size()) < run->target) answer(view);
-}
-
-std::vector<double> intervalsMicros(const Run& run) {
-    std::vector<double> out;
-    for (size_t i = 1; i < run.arrivals.size(); ++i) {
-        out.push_back((run.arrivals[i] - run.arrivals[i - 1]) * 1e6);
-    }
-    return out;
-}
-
-double percentile(std::vector<double> values, double p) {
-    std::sort(values.begin(), values.end());
-    size_t index = static_cast<size_t>(p * static_cast<double>(values.size() - 1) + 0.5);
-    return values[index];
-}
-
-void spin(const std::function<bool()>& done) {
-    while (!done()) g_main_context_iteration(nullptr, FALSE), g_usleep(50);
+    run->arrive();
+    if (!run->done()) answer(view);
 }
 
 }  // namespace
@@ -107,7 +84,7 @@ int main(int argc, char** argv) {
                      }),
                      &loaded);
     webkit_web_view_load_html(view, page, "https://checkout.tandri.com/");
-    spin([&] { return loaded; });
+    tandri::bench::spin([&] { return loaded; });
 
     // Warm both paths, then measure them alternately so drift hits both alike.
     for (Run* run : {&bare, &ours, &bare, &ours}) {
@@ -116,40 +93,14 @@ int main(int argc, char** argv) {
         std::string start = std::string("start('") + (run == &bare ? "bare" : "ours") + "')";
         webkit_web_view_evaluate_javascript(view, start.c_str(), -1, nullptr, nullptr, nullptr,
                                             nullptr, nullptr);
-        auto deadline = Clock::now() + std::chrono::seconds(10);
-        spin(
-            [&] { return static_cast<int>(run->arrivals.size()) >= n || Clock::now() > deadline; });
-        if (static_cast<int>(run->arrivals.size()) < n) {
+        if (!tandri::bench::spin([&] { return run->done(); }, std::chrono::seconds(10))) {
             std::fprintf(stderr, "%s stalled after %zu of %d\n", run->name, run->arrivals.size(),
                          n);
             return 1;
         }
     }
 
-    FILE* json = jsonPath ? std::fopen(jsonPath, "w") : nullptr;
-    if (json) std::fprintf(json, "{\"n\":%d,\"runs\":[", n);
-    double medians[2] = {0, 0}, p99s[2] = {0, 0};
-    int index = 0;
-    for (Run* run : {&bare, &ours}) {
-        auto values = intervalsMicros(*run);
-        medians[index] = percentile(values, 0.5);
-        p99s[index] = percentile(values, 0.99);
-        std::printf("%-17s median %7.1f us  p90 %7.1f us  p99 %7.1f us  (%zu round trips)\n",
-                    run->name, medians[index], percentile(values, 0.9), p99s[index], values.size());
-        if (json) {
-            std::fprintf(json, "%s{\"name\":\"%s\",\"micros\":[", index ? "," : "", run->name);
-            for (size_t i = 0; i < values.size(); ++i) {
-                std::fprintf(json, "%s%.1f", i ? "," : "", values[i]);
-            }
-            std::fprintf(json, "]}");
-        }
-        ++index;
-    }
-    std::printf("ratio: median %.3f  p99 %.3f\n", medians[1] / medians[0], p99s[1] / p99s[0]);
-    if (json) {
-        std::fprintf(json, "]}\n");
-        std::fclose(json);
-    }
+    tandri::bench::report({&bare, &ours}, n, jsonPath);
     gtk_widget_destroy(window);
     g_object_unref(contents);
     g_object_unref(context);
