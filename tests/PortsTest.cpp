@@ -4,9 +4,12 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <fstream>
+#include <regex>
 #include <thread>
 
 #include "Core/Utils/NotificationCenter.hpp"
+#include "Platform/Linux/LinuxDevice.hpp"
 #include "Platform/Linux/PosixFiles.hpp"
 #include "Platform/Linux/StbImageCodec.hpp"
 #include "Platform/Simulated/SimulatedPlatform.hpp"
@@ -188,4 +191,44 @@ TEST(SimulatedPorts, CookiesGoOnlyWhereTheyBelong) {
     platform.setOSVersion(12, 9);
     EXPECT_FALSE(Platform::current().osVersion.isAtLeast(13));
     EXPECT_TRUE(Platform::current().osVersion.isAtLeast(12, 9));
+}
+
+TEST(LinuxDevice, VendorIdentifiersAreStablePerVendorAndTheBundleReadsOnlyItsOwnFiles) {
+    TempDirectory temp;
+    std::ofstream(temp.path + "/os-release") << "NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n";
+    std::ofstream(temp.path + "/machine-id") << "0123456789abcdef0123456789abcdef\n";
+    std::ofstream(temp.path + "/other-id") << "fedcba9876543210fedcba9876543210\n";
+    auto idOf = [&](const std::string& vendor, const std::string& machine) {
+        return linux_platform::LinuxDevice(vendor, temp.path + "/os-release",
+                                           temp.path + "/" + machine)
+            .identifierForVendor();
+    };
+    linux_platform::LinuxDevice device("Acme", temp.path + "/os-release",
+                                       temp.path + "/machine-id");
+    EXPECT_EQ(device.systemVersion(), "12");
+    EXPECT_EQ(device.idiom(), DeviceIdiom::Desktop);
+    const std::string id = device.identifierForVendor();
+    EXPECT_TRUE(std::regex_match(
+        id, std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
+        << id;
+    EXPECT_EQ(idOf("Acme", "machine-id"), id);
+    EXPECT_NE(idOf("Other vendor", "machine-id"), id);
+    EXPECT_NE(idOf("Acme", "other-id"), id);
+    EXPECT_EQ(id.find("01234567"), std::string::npos);
+
+    std::ofstream(temp.path + "/close.png") << "png bytes";
+    Dictionary info;
+    info.set("CFBundleShortVersionString", Value("4.2"));
+    info.set("NSFaceIDUsageDescription", Value("Pay faster"));
+    linux_platform::DirectoryBundle bundle(temp.path, info);
+    EXPECT_EQ(bundle.hostShortVersion(), "4.2");
+    EXPECT_EQ(bundle.hostInfoValue("NSFaceIDUsageDescription"), Value("Pay faster"));
+    EXPECT_FALSE(bundle.hostInfoValue("Missing"));
+    auto bytes = bundle.resource("close.png");
+    ASSERT_TRUE(bytes);
+    EXPECT_EQ(std::string(bytes->begin(), bytes->end()), "png bytes");
+    EXPECT_FALSE(bundle.resource("missing.png"));
+    EXPECT_FALSE(
+        bundle.resource("../" + temp.path.substr(temp.path.rfind('/') + 1) + "/close.png"));
+    EXPECT_FALSE(bundle.resource(".hidden"));
 }
