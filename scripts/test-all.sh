@@ -3,7 +3,8 @@
 #   1. a warnings-as-errors build, all tests through CTest (the real-engine
 #      tests under Xvfb when there is no display);
 #   2. an AddressSanitizer + UndefinedBehaviorSanitizer build, all tests again;
-#   3. the libFuzzer targets (clang, with both sanitizers), each for a bounded time.
+#   3. a ThreadSanitizer build of the unit tests (answers that come from other threads);
+#   4. the libFuzzer targets (clang, with both sanitizers), each for a bounded time.
 # Environment: FUZZ_SECONDS (default 60 per target), JOBS (default 2).
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -29,6 +30,12 @@ cmake --build build/asan -j "$JOBS"
 echo "== tests under sanitizers"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
   ctest --test-dir build/asan --output-on-failure -j "$JOBS"
+
+echo "== build (ThreadSanitizer) and the unit tests under it"
+cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTANDRI_WERROR=ON \
+  -DTANDRI_SANITIZE=thread -DTANDRI_BENCH=OFF -DTANDRI_GTK=OFF
+cmake --build build/tsan -j "$JOBS" --target tandri_tests
+TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build/tsan --output-on-failure -j "$JOBS"
 
 echo "== fuzzing (${FUZZ_SECONDS}s per target)"
 CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \

@@ -26,10 +26,10 @@ void SimulatedMainQueue::runSync(std::function<void()> work) {
     bool done = false;
     post([&] {
         work();
-        {
-            std::lock_guard lock(doneMutex);
-            done = true;
-        }
+        // Signalled under the lock: once the waiter sees `done` it returns and destroys the
+        // condition variable, which must not still be in use here.
+        std::lock_guard lock(doneMutex);
+        done = true;
         doneSignal.notify_all();
     });
     std::unique_lock lock(doneMutex);
