@@ -8,7 +8,9 @@
 
 #include <string>
 
+#include "Core/Utils/NotificationCenter.hpp"
 #include "EngineFixture.hpp"
+#include "Platform/Gtk/GtkLifecycle.hpp"
 #include "Platform/Gtk/GtkMainQueue.hpp"
 #include "Platform/Gtk/GtkPresenter.hpp"
 #include "Platform/Gtk/GtkWebView.hpp"
@@ -154,6 +156,31 @@ TEST(GtkPresenter, PresentsTapsPicturesAndDismissesAControllerWithItsWebView) {
     Platform::install(saved);
     presenter.reset();
     gtk_widget_destroy(window);
+}
+
+TEST(GtkLifecycle, FocusAndMinimisingPostEachChangeOnceInOrder) {
+    std::vector<std::string> posted;
+    auto& center = NotificationCenter::defaultCenter();
+    for (auto name : {NotificationName::ApplicationWillResignActive,
+                      NotificationName::ApplicationDidEnterBackground,
+                      NotificationName::ApplicationWillEnterForeground,
+                      NotificationName::ApplicationDidBecomeActive}) {
+        center.addObserver(std::string(name),
+                           [&posted](const Notification& n) { posted.push_back(n.name); });
+    }
+    GtkLifecycle::State state;
+    GtkLifecycle::transition(state, {false, false});  // focus goes to another window
+    GtkLifecycle::transition(state, {false, false});  // nothing changed
+    GtkLifecycle::transition(state, {false, true});   // minimised
+    GtkLifecycle::transition(state, {true, false});   // restored and focused at once
+    GtkLifecycle::transition(state, {false, true});   // minimised while focused
+    center.removeAllObservers();
+    EXPECT_EQ(posted, (std::vector<std::string>{"UIApplicationWillResignActiveNotification",
+                                                "UIApplicationDidEnterBackgroundNotification",
+                                                "UIApplicationWillEnterForegroundNotification",
+                                                "UIApplicationDidBecomeActiveNotification",
+                                                "UIApplicationWillResignActiveNotification",
+                                                "UIApplicationDidEnterBackgroundNotification"}));
 }
 
 }  // namespace
