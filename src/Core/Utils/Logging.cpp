@@ -1,5 +1,6 @@
 #include "Core/Utils/Logging.hpp"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
@@ -108,6 +109,14 @@ void logInProduction(std::string_view text) {
     std::string line = "TDC_SDK: ";
     line.append(text);
     if (auto& log = Platform::current().systemLog) log->write(line);
+}
+
+void fatalError(std::string_view reason) {
+    std::string line = "Fatal error: ";
+    line.append(reason);
+    logInProduction(line);
+    std::fprintf(stderr, "TDC_SDK: %s\n", line.c_str());
+    std::abort();
 }
 
 }  // namespace tandri

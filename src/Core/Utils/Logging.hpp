@@ -52,4 +52,8 @@ void logLines(std::initializer_list<std::string_view> lines);
 /// Writes "TDC_SDK: <text>" to the system log, always.
 void logInProduction(std::string_view text);
 
+/// For a broken installation the library cannot run without (a missing asset of its own
+/// bundle): writes the reason to the system log and ends the process.
+[[noreturn]] void fatalError(std::string_view reason);
+
 }  // namespace tandri

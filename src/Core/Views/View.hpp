@@ -191,7 +191,12 @@ LayoutConstraint constrainConstant(const std::shared_ptr<View>& first, LayoutAtt
 
 class ImageView : public View {
   public:
+    /// The platform's numbers for how an image fills the view.
+    enum class ContentMode { ScaleToFill = 0, ScaleAspectFit = 1, ScaleAspectFill = 2 };
     using View::View;
+
+    ContentMode contentMode() const { return contentMode_; }
+    void setContentMode(ContentMode mode) { contentMode_ = mode; }
 
     const BitmapRef& image() const { return image_; }
     void setImage(BitmapRef image) { image_ = std::move(image); }
@@ -208,6 +213,7 @@ class ImageView : public View {
     void stopAnimating() { animating_ = false; }
 
   private:
+    ContentMode contentMode_ = ContentMode::ScaleToFill;
     BitmapRef image_;
     std::vector<BitmapRef> animationImages_;
     double animationDuration_ = 0;

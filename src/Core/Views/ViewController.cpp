@@ -15,6 +15,12 @@ std::shared_ptr<View> ViewController::view() {
     return view_;
 }
 
+void ViewController::setView(std::shared_ptr<View> view) {
+    if (view_ && view_->viewController_.lock().get() == this) view_->viewController_.reset();
+    view_ = std::move(view);
+    if (view_) view_->viewController_ = weak_from_this();
+}
+
 std::shared_ptr<View> ViewController::loadView() {
     return View::make({0, 0, 375, 812});
 }

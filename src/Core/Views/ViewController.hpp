@@ -42,6 +42,10 @@ class ViewController : public Responder, public std::enable_shared_from_this<Vie
     /// The root view, loaded on first use: `loadView`, then `viewDidLoad`, once.
     std::shared_ptr<View> view();
     bool isViewLoaded() const { return view_ != nullptr; }
+    /// Replaces the root view; null drops it (the next `view()` loads it again).
+    void setView(std::shared_ptr<View> view);
+    /// Whether this is the loading spinner's screen.
+    virtual bool isLoadingSpinner() const { return false; }
 
     virtual void viewDidAppear(bool /*animated*/) {}
     virtual void viewDidDisappear(bool /*animated*/) {}

@@ -1,5 +1,7 @@
 #include "Platform/Simulated/SimulatedStorage.hpp"
 
+#include "Platform/Simulated/SimulatedPorts.hpp"
+
 namespace tandri::sim {
 
 bool SimulatedKeychain::add(const std::optional<std::string>& service, const std::string& account,
@@ -120,6 +122,21 @@ void SimulatedBiometrics::joinReplies() {
         threads.swap(threads_);
     }
     for (auto& t : threads) t.join();
+}
+
+SimulatedBundle::SimulatedBundle() {
+    SimulatedImageCodec codec;
+    auto picture = [&codec](int side, std::uint8_t r, std::uint8_t g, std::uint8_t b) {
+        Bitmap image;
+        image.width = image.height = side;
+        for (int i = 0; i < side * side; ++i) image.rgba.insert(image.rgba.end(), {r, g, b, 255});
+        return *codec.encodePNG(image);
+    };
+    resources_["close.png"] = picture(4, 90, 90, 90);
+    for (int i = 0; i < 260; ++i) {
+        resources_["square_animation" + std::to_string(i) + ".png"] =
+            picture(2, static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(i / 2), 200);
+    }
 }
 
 std::optional<Value> SimulatedBundle::hostInfoValue(const std::string& key) {

@@ -87,6 +87,11 @@ class SimulatedDevice final : public Device {
 
 class SimulatedBundle final : public Bundle {
   public:
+    /// Holds the library's own images: "close.png" and the spinner's 260 frames
+    /// "square_animation<N>.png", each a small picture of its own colour in the simulated
+    /// codec's format.
+    SimulatedBundle();
+
     std::optional<std::string> libraryShortVersion() override { return libraryVersion_; }
     std::optional<std::string> hostShortVersion() override { return hostVersion_; }
     std::optional<Value> hostInfoValue(const std::string& key) override;
