@@ -112,4 +112,19 @@ inline constexpr const char* kTandriCheckoutResultPaymentSuccess = "payment.succ
 inline constexpr const char* kTandriCheckoutResultPaymentCancel = "payment.cancel";
 inline constexpr const char* kTandriCheckoutResultPaymentError = "payment.error";
 
+// ---- Analytics: keys of the records handed to the checkout pages, and where they are parked ----
+inline constexpr const char* kGtmEvent = "event";
+inline constexpr const char* kGtmEventCategory = "event_category";
+inline constexpr const char* kGtmEventAction = "event_action";
+inline constexpr const char* kGtmEventLabel = "event_label";
+inline constexpr const char* kGtmScreenName = "screen_name";
+inline constexpr const char* kGtmScreenLoadTime = "screen_load_time";
+inline constexpr const char* kGtmScreenStartTime = "screen_start_time";
+inline constexpr const char* kGtmScreenEndTime = "screen_end_time";
+inline constexpr const char* kGtmAbandonmentType = "abandonment_type";
+inline constexpr const char* kGtmStorageKeyAbandonment = "com.tandri.gtm.abandonment";
+inline constexpr const char* kGtmStorageKeySpinnerLoad = "com.tandri.gtm.spinnerload";
+/// The name under which records are pushed to a page.
+inline constexpr const char* kTandriPostMessageGTMData = "pushGtmData";
+
 }  // namespace tandri

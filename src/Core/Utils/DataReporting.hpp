@@ -6,24 +6,10 @@
 #include <optional>
 #include <string>
 
+#include "tandri/Constants.hpp"
 #include "tandri/Value.hpp"
 
 namespace tandri {
-
-// ---- Record keys and storage keys ----
-inline constexpr const char* kGtmEvent = "event";
-inline constexpr const char* kGtmEventCategory = "event_category";
-inline constexpr const char* kGtmEventAction = "event_action";
-inline constexpr const char* kGtmEventLabel = "event_label";
-inline constexpr const char* kGtmScreenName = "screen_name";
-inline constexpr const char* kGtmScreenLoadTime = "screen_load_time";
-inline constexpr const char* kGtmScreenStartTime = "screen_start_time";
-inline constexpr const char* kGtmScreenEndTime = "screen_end_time";
-inline constexpr const char* kGtmAbandonmentType = "abandonment_type";
-inline constexpr const char* kGtmStorageKeyAbandonment = "com.tandri.gtm.abandonment";
-inline constexpr const char* kGtmStorageKeySpinnerLoad = "com.tandri.gtm.spinnerload";
-/// The name under which records are pushed to a page.
-inline constexpr const char* kTandriPostMessageGTMData = "pushGtmData";
 
 class DataReporting {
   public:
