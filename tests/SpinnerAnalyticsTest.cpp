@@ -6,6 +6,8 @@
 #include "Core/Utils/Logging.hpp"
 #include "Core/Utils/NotificationCenter.hpp"
 #include "Core/Views/Layout.hpp"
+#include "Platform/Linux/LinuxDevice.hpp"
+#include "Platform/Linux/StbImageCodec.hpp"
 #include "Platform/Simulated/SimulatedPlatform.hpp"
 #include "tandri/Json.hpp"
 
@@ -178,6 +180,23 @@ TEST(LoadingSpinner, EachEndingReportsOneMeasurementAndCallsItsCreatorOnce) {
     auto resultTakenAway = run(true, false);
     EXPECT_TRUE(resultTakenAway.creatorCalls.empty());
     EXPECT_EQ(resultTakenAway.delegateCalls, std::vector<std::string>{"load 100.0-101.5"});
+}
+
+TEST(LoadingSpinner, TheImagesDrawnAtBuildTimeAreTheLibrarysOwnOnLinux) {
+    sim::SimulatedPlatform platform;
+    Platform ports = Platform::current();
+    ports.bundle =
+        std::make_shared<linux_platform::DirectoryBundle>(TANDRI_RESOURCES_DIR, Dictionary{});
+    ports.imageCodec = std::make_shared<linux_platform::StbImageCodec>();
+    Platform::install(ports);
+    auto spinner = LoadingSpinnerViewController::initWithExitCallback([](bool) {});
+    spinner->view();
+    const auto& frames = spinner->loadingImageView->animationImages();
+    ASSERT_EQ(frames.size(), 260u);
+    for (const auto& frame : frames) EXPECT_EQ(frame->size(), (Size{300, 300}));
+    // The frames move: a quarter of the loop apart they differ.
+    EXPECT_NE(frames[0]->rgba, frames[65]->rgba);
+    EXPECT_EQ(spinner->closeButton->image()->size(), (Size{48, 48}));
 }
 
 TEST(LoadingSpinnerDeathTest, AMissingFrameEndsTheProcess) {
