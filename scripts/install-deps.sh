@@ -7,7 +7,7 @@ packages=(
   build-essential cmake ninja-build pkg-config git clang libclang-rt-14-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libsimdjson-dev liburiparser-dev nlohmann-json3-dev iso-codes libstb-dev
-  libplist-dev libsqlite3-dev libsecret-1-dev gnome-keyring dbus
+  libplist-dev libsqlite3-dev libsecret-1-dev gnome-keyring dbus libb64-dev
   nodejs openssl curl
   libwebkit2gtk-4.1-dev libsoup-3.0-dev xvfb xauth
 )

@@ -3,20 +3,23 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+
+#include "Core/Views/Geometry.hpp"
 
 #include "Platform/Biometrics.hpp"
-#include "Platform/Device.hpp"
-#include "Platform/Keychain.hpp"
 #include "Platform/Clock.hpp"
 #include "Platform/Cookies.hpp"
+#include "Platform/Device.hpp"
 #include "Platform/Files.hpp"
 #include "Platform/ImageCodec.hpp"
+#include "Platform/Keychain.hpp"
 #include "Platform/MainQueue.hpp"
 #include "Platform/OSVersion.hpp"
 #include "Platform/Presenter.hpp"
 #include "Platform/SystemLog.hpp"
-#include "Platform/UserDefaults.hpp"
 #include "Platform/URLOpener.hpp"
+#include "Platform/UserDefaults.hpp"
 #include "Platform/WebView.hpp"
 
 namespace tandri {
@@ -42,6 +45,10 @@ struct Platform {
     std::shared_ptr<Files> files;
     std::shared_ptr<ImageCodec> imageCodec;
     std::shared_ptr<Cookies> cookies;
+    /// The main screen's bounds (the host window's on the desktop); none without a screen.
+    std::optional<Rect> mainScreenBounds = Rect{0, 0, 375, 812};
+    /// The height of the application's status bar; 0 where there is none.
+    double statusBarHeight = 0;
 
     /// The ports in force. Before any install: no main queue (work runs where it is called)
     /// and a system log on standard error.

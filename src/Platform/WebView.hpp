@@ -119,6 +119,7 @@ enum class NavigationResponsePolicy { Cancel, Allow };
 class NavigationDelegate {
   public:
     virtual ~NavigationDelegate() = default;
+    virtual void webViewDidStartProvisionalNavigation(WebView&, const NavigationHandle&) {}
     virtual void webViewDidFinishNavigation(WebView&, const NavigationHandle&) {}
     virtual void webViewDidFailNavigation(WebView&, const NavigationHandle&,
                                           const std::string& /*error*/) {}

@@ -44,7 +44,8 @@ bool NotificationCenter::isLive(Token token) const {
     });
 }
 
-void NotificationCenter::post(std::string_view name, Dictionary userInfo) {
+void NotificationCenter::post(std::string_view name, Dictionary userInfo,
+                              std::shared_ptr<const void> object) {
     std::vector<std::pair<Token, std::shared_ptr<const Block>>> targets;
     {
         std::lock_guard lock(mutex_);
@@ -54,7 +55,7 @@ void NotificationCenter::post(std::string_view name, Dictionary userInfo) {
             if (e.name == name) targets.emplace_back(e.token, e.block);
         }
     }
-    const Notification notification{std::string(name), std::move(userInfo)};
+    const Notification notification{std::string(name), std::move(userInfo), std::move(object)};
     for (const auto& [token, block] : targets) {
         {
             std::lock_guard lock(mutex_);

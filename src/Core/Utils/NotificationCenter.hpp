@@ -35,6 +35,8 @@ inline constexpr std::string_view MiniButtonImageChanged = "tandriMiniButtonImag
 struct Notification {
     std::string name;
     Dictionary userInfo;
+    /// The object the notification is about (for the card image: its Bitmap), if any.
+    std::shared_ptr<const void> object;
 };
 
 class NotificationCenter {
@@ -58,7 +60,8 @@ class NotificationCenter {
 
     /// Delivers at once to the observers registered for `name` when the post starts; one
     /// removed during delivery is not called afterwards.
-    void post(std::string_view name, Dictionary userInfo = {});
+    void post(std::string_view name, Dictionary userInfo = {},
+              std::shared_ptr<const void> object = nullptr);
 
     /// How many live observers are registered for `name`.
     std::size_t observerCount(std::string_view name) const;

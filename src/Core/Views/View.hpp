@@ -255,7 +255,8 @@ class Button : public View {
 
 class ActivityIndicator : public View {
   public:
-    enum class Style { Medium = 100, Large = 101 };
+    /// The platform's numbers; gray is the older small grey style.
+    enum class Style { Gray = 2, Medium = 100, Large = 101 };
     using View::View;
 
     Style style() const { return style_; }

@@ -54,6 +54,8 @@ class ViewController : public Responder, public std::enable_shared_from_this<Vie
     void setModalPresentationStyle(ModalPresentationStyle style) { presentationStyle_ = style; }
     ModalTransitionStyle modalTransitionStyle() const { return transitionStyle_; }
     void setModalTransitionStyle(ModalTransitionStyle style) { transitionStyle_ = style; }
+    /// Whether, presented, it decides the status bar's look.
+    bool modalPresentationCapturesStatusBarAppearance = false;
     virtual StatusBarStyle preferredStatusBarStyle() const { return StatusBarStyle::Default; }
     virtual bool prefersStatusBarHidden() const { return false; }
     virtual unsigned supportedInterfaceOrientations() const {

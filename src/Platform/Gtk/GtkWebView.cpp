@@ -116,6 +116,7 @@ NavigationHandle GtkWebView::begin() {
     current_ = navigation;
     committed_ = false;
     failed_ = false;
+    ownLoadPending_ = true;
     return navigation;
 }
 
@@ -181,6 +182,15 @@ NavigationHandle GtkWebView::reload() {
 
 void GtkWebView::onLoadChanged(WebKitWebView*, WebKitLoadEvent event, gpointer self) {
     auto* view = static_cast<GtkWebView*>(self);
+    if (event == WEBKIT_LOAD_STARTED) {
+        // A navigation the page began itself gets a handle of its own.
+        if (!view->ownLoadPending_) view->begin();
+        view->ownLoadPending_ = false;
+        if (auto delegate = view->navigationDelegate()) {
+            delegate->webViewDidStartProvisionalNavigation(*view, view->current_);
+        }
+        return;
+    }
     if (event == WEBKIT_LOAD_COMMITTED) view->committed_ = true;
     if (event != WEBKIT_LOAD_FINISHED || view->failed_ || !view->current_) return;
     if (auto delegate = view->navigationDelegate()) {

@@ -56,6 +56,7 @@ class GtkWebView : public WebView {
     NavigationHandle current_;
     bool committed_ = false;
     bool failed_ = false;
+    bool ownLoadPending_ = false;  // a load of ours that has not started yet
 };
 
 class GtkWebViewFactory : public WebViewFactory {

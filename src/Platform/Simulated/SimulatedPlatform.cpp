@@ -36,6 +36,7 @@ SimulatedPlatform::SimulatedPlatform(std::shared_ptr<SimulatedFiles> files)
     ports.files = files_;
     ports.imageCodec = imageCodec_;
     ports.cookies = cookies_;
+    ports.statusBarHeight = 20;  // a phone with the classic status bar
     Platform::install(std::move(ports));
     // A new simulated process starts with no one listening.
     NotificationCenter::defaultCenter().removeAllObservers();

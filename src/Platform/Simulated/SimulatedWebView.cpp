@@ -70,6 +70,14 @@ bool SimulatedWebView::postJSON(const std::string& name, const std::string& json
     return post(name, json::parse(json), frameURL, mainFrame);
 }
 
+NavigationHandle SimulatedWebView::startProvisionalNavigation(NavigationHandle navigation) {
+    if (!navigation) navigation = newNavigation();
+    if (auto delegate = navigationDelegate()) {
+        delegate->webViewDidStartProvisionalNavigation(*this, navigation);
+    }
+    return navigation;
+}
+
 void SimulatedWebView::finishNavigation(const NavigationHandle& navigation) {
     if (auto delegate = navigationDelegate())
         delegate->webViewDidFinishNavigation(*this, navigation);

@@ -60,6 +60,9 @@ class SimulatedWebView : public WebView {
     /// The same with a JSON text body (text that is not JSON posts an absent body).
     bool postJSON(const std::string& name, const std::string& json, const std::string& frameURL,
                   bool mainFrame = true);
+    /// A navigation starts: one of the view's own loads, or (without a handle) one the page
+    /// begins itself, which gets a new handle. Answers the handle.
+    NavigationHandle startProvisionalNavigation(NavigationHandle navigation = nullptr);
     void finishNavigation(const NavigationHandle& navigation);
     void failNavigation(const NavigationHandle& navigation, const std::string& error);
     void failProvisionalNavigation(const NavigationHandle& navigation, const std::string& error);
