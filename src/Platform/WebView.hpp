@@ -177,6 +177,12 @@ class WebView : public std::enable_shared_from_this<WebView> {
     void setUIDelegate(std::weak_ptr<UIDelegate> delegate) { uiDelegate_ = std::move(delegate); }
     std::shared_ptr<UIDelegate> uiDelegate() const { return uiDelegate_.lock(); }
 
+    /// Lets page script open windows without a user gesture (the configuration's preference,
+    /// applied to a view that already exists).
+    virtual void setJavaScriptCanOpenWindowsAutomatically(bool on) {
+        configuration()->preferences.javaScriptCanOpenWindowsAutomatically = on;
+    }
+
     /// Scrolling and zooming by the user; checkout and button views turn both off.
     virtual void setScrollEnabled(bool enabled) { scrollEnabled_ = enabled; }
     bool scrollEnabled() const { return scrollEnabled_; }

@@ -81,6 +81,19 @@ std::string appendMobileButtonWithColor(std::string_view base, std::string_view 
     return out;
 }
 
+bool boolValue(const Value& value) {
+    if (value.isNumber()) return value.asBool();
+    if (!value.isString()) return false;
+    const std::string& text = value.asString();
+    std::size_t i = 0;
+    while (i < text.size() && (text[i] == ' ' || text[i] == '\t' || text[i] == '\n')) ++i;
+    if (i < text.size() && (text[i] == '+' || text[i] == '-')) ++i;
+    while (i < text.size() && text[i] == '0') ++i;
+    if (i == text.size()) return false;
+    const char c = text[i];
+    return c == 'Y' || c == 'y' || c == 'T' || c == 't' || (c >= '1' && c <= '9');
+}
+
 bool isNilOrBlank(const std::optional<std::string>& text) {
     return !text || text->empty();
 }

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "tandri/Value.hpp"
+
 namespace tandri {
 
 class URL {
@@ -46,6 +48,11 @@ void setMakerDomain(std::string domain);
 std::string appendManualCheckoutURLString(std::string_view base);
 /// The button page in a given colour under a base address (the colour is not escaped).
 std::string appendMobileButtonWithColor(std::string_view base, std::string_view color);
+
+/// The boolean reading of a value the way pages' flags are read: a number is true when not
+/// zero; a text is true when, after leading blanks, a sign and zeros, it starts with 'Y', 'y',
+/// 'T', 't' or a digit from 1 to 9 ("1", "yes", "true", "007"); anything else is false.
+bool boolValue(const Value& value);
 
 /// True for an absent string or the empty string (a string of blanks is not blank here).
 bool isNilOrBlank(const std::optional<std::string>& text);

@@ -110,6 +110,12 @@ void GtkWebView::setCustomUserAgent(std::optional<std::string> userAgent) {
                                    customUserAgent_ ? customUserAgent_->c_str() : nullptr);
 }
 
+void GtkWebView::setJavaScriptCanOpenWindowsAutomatically(bool on) {
+    WebView::setJavaScriptCanOpenWindowsAutomatically(on);
+    webkit_settings_set_javascript_can_open_windows_automatically(
+        webkit_web_view_get_settings(view_), on ? TRUE : FALSE);
+}
+
 NavigationHandle GtkWebView::begin() {
     auto navigation = std::make_shared<Navigation>();
     navigation->id = factory_.nextNavigation_++;

@@ -31,6 +31,7 @@ class GtkWebView : public WebView {
     std::optional<std::string> url() const override;
     std::optional<std::string> customUserAgent() const override { return customUserAgent_; }
     void setCustomUserAgent(std::optional<std::string> userAgent) override;
+    void setJavaScriptCanOpenWindowsAutomatically(bool on) override;
     NavigationHandle loadRequest(const URLRequest& request) override;
     NavigationHandle loadHTMLString(const std::string& html,
                                     const std::optional<std::string>& baseURL) override;

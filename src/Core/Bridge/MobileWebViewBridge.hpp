@@ -1,0 +1,32 @@
+// The launching bridge of native hosts: its own web view marked "TDC_SDK", and the handlers
+// through which the button page fetches the merchant's options, reports the result and the
+// button's state, and asks the host for data on demand.
+#pragma once
+
+#include <memory>
+
+#include "Core/Bridge/LaunchingWebViewBridge.hpp"
+#include "Core/Bridge/NativeLaunchConfiguration.hpp"
+
+namespace tandri {
+
+class MobileWebViewBridge : public LaunchingWebViewBridge {
+  public:
+    /// Makes the web view and the bridge; the owner loads the page.
+    static std::shared_ptr<MobileWebViewBridge> initWithLaunchConfig(
+        std::shared_ptr<NativeLaunchConfiguration> config);
+
+    std::string className() const override { return "MobileWebViewBridge"; }
+    std::optional<std::string> userAgentSuffix() const override { return "TDC_SDK"; }
+
+    void setupNativeHandlers(const std::shared_ptr<NativeLaunchConfiguration>& config);
+    MessageHandler onTinitReady(std::shared_ptr<NativeLaunchConfiguration> config);
+    MessageHandler onResult(std::shared_ptr<NativeLaunchConfiguration> config);
+    MessageHandler buttonClickEnabled(std::shared_ptr<NativeLaunchConfiguration> config);
+    static MessageHandler dataRequestHandler(const Value& hostClosure);
+
+  protected:
+    using LaunchingWebViewBridge::LaunchingWebViewBridge;
+};
+
+}  // namespace tandri

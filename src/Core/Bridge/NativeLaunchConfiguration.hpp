@@ -1,0 +1,45 @@
+// Everything a native launch needs from the host.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "Core/Views/ViewController.hpp"
+#include "tandri/TandriCheckoutResult.hpp"
+#include "tandri/TandriProfile.hpp"
+#include "tandri/TandriPurchaseInfo.hpp"
+
+namespace tandri {
+
+struct NativeLaunchConfiguration {
+    using ButtonFinishedLoad =
+        std::function<void(const std::optional<Value>& html, const std::optional<Value>& altText)>;
+    using ButtonClickEnabled =
+        std::function<void(bool enabled, const std::optional<Value>& reason)>;
+    using ResultHandler = std::function<void(const TandriCheckoutResult&)>;
+
+    /// Stores the six values as given; the result handler is required by contract.
+    static std::shared_ptr<NativeLaunchConfiguration> initWithProfile(
+        TandriProfile profile, TandriPurchaseInfo purchaseInfo,
+        std::shared_ptr<ViewController> viewController, ButtonFinishedLoad onButtonFinishedLoad,
+        ButtonClickEnabled buttonClickEnabled, ResultHandler result) {
+        auto config = std::make_shared<NativeLaunchConfiguration>();
+        config->profile = std::move(profile);
+        config->purchaseInfo = std::move(purchaseInfo);
+        config->viewController = std::move(viewController);
+        config->onButtonFinishedLoad = std::move(onButtonFinishedLoad);
+        config->buttonClickEnabled = std::move(buttonClickEnabled);
+        config->resultHandler = std::move(result);
+        return config;
+    }
+
+    TandriProfile profile;
+    TandriPurchaseInfo purchaseInfo;
+    std::shared_ptr<ViewController> viewController;
+    ButtonFinishedLoad onButtonFinishedLoad;
+    ButtonClickEnabled buttonClickEnabled;
+    ResultHandler resultHandler;
+};
+
+}  // namespace tandri
