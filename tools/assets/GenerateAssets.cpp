@@ -1,5 +1,6 @@
 // Draws the library's own images into a resource directory at build time:
-// "close.png", a cross for the spinner's close button, and the spinner's 260
+// "close.png", a cross for the spinner's close button, "mini_tandri_checkout.png",
+// a card face for hosts' mini buttons, and the spinner's 260
 // frames "square_animation<N>.png", a rounded square turning once and
 // breathing in colour over the loop.
 //
@@ -99,6 +100,27 @@ tandri::Bitmap cross() {
     return image;
 }
 
+/// A small card face: a rounded blue card with a light stripe, for hosts' mini buttons.
+tandri::Bitmap miniCard() {
+    constexpr int width = 96, height = 60;
+    tandri::Bitmap image;
+    image.width = width;
+    image.height = height;
+    image.rgba.assign(static_cast<std::size_t>(width) * height * 4, 0);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const double d =
+                roundedSquare(x + 0.5 - width / 2.0, (y + 0.5 - height / 2.0) * width / height,
+                              width / 2.0 - 1, 8);
+            const double alpha = std::clamp(0.5 - d, 0.0, 1.0);
+            if (alpha <= 0) continue;
+            const bool stripe = y >= 14 && y < 22;
+            put(image, x, y, stripe ? Rgb{0.85, 0.9, 1.0} : Rgb{0.10, 0.32, 0.86}, alpha);
+        }
+    }
+    return image;
+}
+
 bool write(const std::filesystem::path& path, const tandri::Bitmap& image) {
     auto png = tandri::linux_platform::StbImageCodec().encodePNG(image);
     if (!png) return false;
@@ -118,6 +140,7 @@ int main(int argc, char** argv) {
     const std::filesystem::path dir = argv[1];
     std::filesystem::create_directories(dir);
     if (!write(dir / "close.png", cross())) return 1;
+    if (!write(dir / "mini_tandri_checkout.png", miniCard())) return 1;
     for (int i = 0; i < kFrames; ++i) {
         if (!write(dir / ("square_animation" + std::to_string(i) + ".png"), frame(i))) return 1;
     }

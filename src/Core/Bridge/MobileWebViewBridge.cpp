@@ -10,19 +10,28 @@
 
 namespace tandri {
 
+std::shared_ptr<WebView> MobileWebViewBridge::makeDefaultWebView() {
+    auto& factory = Platform::current().webViews;
+    return factory ? factory->makeWebView() : nullptr;
+}
+
 std::shared_ptr<MobileWebViewBridge> MobileWebViewBridge::initWithLaunchConfig(
     std::shared_ptr<NativeLaunchConfiguration> config) {
-    std::shared_ptr<WebView> view;
-    if (auto& factory = Platform::current().webViews) view = factory->makeWebView();
-    std::shared_ptr<MobileWebViewBridge> bridge(new MobileWebViewBridge(view));
+    std::shared_ptr<MobileWebViewBridge> bridge(new MobileWebViewBridge(makeDefaultWebView()));
+    initializeMobile(bridge, config);
+    return bridge;
+}
+
+void MobileWebViewBridge::initializeMobile(
+    const std::shared_ptr<MobileWebViewBridge>& bridge,
+    const std::shared_ptr<NativeLaunchConfiguration>& config) {
     initialize(bridge, config->viewController, config->onButtonFinishedLoad);
     bridge->didClickImmediately = false;
-    if (view) {
-        appendToUserAgent(view, "TDC_SDK/" + TandriCheckoutPlugin::SDK_VERSION().value_or("(null)"),
-                          {});
+    if (bridge->webView) {
+        appendToUserAgent(bridge->webView,
+                          "TDC_SDK/" + TandriCheckoutPlugin::SDK_VERSION().value_or("(null)"), {});
     }
     bridge->setupNativeHandlers(config);
-    return bridge;
 }
 
 void MobileWebViewBridge::setupNativeHandlers(

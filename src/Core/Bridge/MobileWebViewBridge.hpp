@@ -27,6 +27,11 @@ class MobileWebViewBridge : public LaunchingWebViewBridge {
 
   protected:
     using LaunchingWebViewBridge::LaunchingWebViewBridge;
+    /// A fresh web view with default settings (none without a platform that makes them).
+    static std::shared_ptr<WebView> makeDefaultWebView();
+    /// The construction steps on an owned bridge made with such a view.
+    static void initializeMobile(const std::shared_ptr<MobileWebViewBridge>& bridge,
+                                 const std::shared_ptr<NativeLaunchConfiguration>& config);
 };
 
 }  // namespace tandri

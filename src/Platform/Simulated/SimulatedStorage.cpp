@@ -133,6 +133,7 @@ SimulatedBundle::SimulatedBundle() {
         return *codec.encodePNG(image);
     };
     resources_["close.png"] = picture(4, 90, 90, 90);
+    resources_["mini_tandri_checkout.png"] = picture(3, 20, 60, 200);
     for (int i = 0; i < 260; ++i) {
         resources_["square_animation" + std::to_string(i) + ".png"] =
             picture(2, static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(i / 2), 200);

@@ -87,7 +87,7 @@ class SimulatedDevice final : public Device {
 
 class SimulatedBundle final : public Bundle {
   public:
-    /// Holds the library's own images: "close.png" and the spinner's 260 frames
+    /// Holds the library's own images: "close.png", "mini_tandri_checkout.png" and the spinner's 260 frames
     /// "square_animation<N>.png", each a small picture of its own colour in the simulated
     /// codec's format.
     SimulatedBundle();

@@ -1,5 +1,8 @@
 #include "Public/Hybrid/TandriCheckoutPlugin.hpp"
 
+#include <mutex>
+
+#include "Core/Bridge/MerchantWebViewBridge.hpp"
 #include "Platform/Platform.hpp"
 #include "tandri/Version.hpp"
 
@@ -9,6 +12,39 @@ std::optional<std::string> TandriCheckoutPlugin::SDK_VERSION() {
     auto& bundle = Platform::current().bundle;
     if (!bundle) return std::string(kSDKVersion);
     return bundle->libraryShortVersion();
+}
+
+std::shared_ptr<TandriCheckoutPlugin> TandriCheckoutPlugin::main() {
+    static std::once_flag once;
+    static std::shared_ptr<TandriCheckoutPlugin> plugin;
+    std::call_once(once, [] { plugin = std::make_shared<TandriCheckoutPlugin>(); });
+    return plugin;
+}
+
+void TandriCheckoutPlugin::configure(UserContentController& controller,
+                                     std::shared_ptr<ViewController> viewController) {
+    auto plugin = main();
+    controller.addScriptMessageHandler(plugin, kTandriMessage);
+    controller.addScriptMessageHandler(plugin, kTandriSupportsSRC);
+    plugin->setPresentingViewController(std::move(viewController));
+}
+
+void TandriCheckoutPlugin::setPresentingViewController(
+    std::shared_ptr<ViewController> viewController) {
+    presenting_ = viewController;
+    merchantBridge =
+        viewController ? MerchantWebViewBridge::initWithWebView(nullptr, viewController) : nullptr;
+}
+
+void TandriCheckoutPlugin::userContentControllerDidReceiveScriptMessage(
+    UserContentController& controller, const ScriptMessage& message) {
+    if (merchantBridge) merchantBridge->receive(controller, message);
+}
+
+std::shared_ptr<WebView> TandriCheckoutPlugin::finishSetupWithRequest(
+    const URLRequest& request, std::shared_ptr<WebViewConfiguration> configuration) {
+    auto bridge = main()->merchantBridge;
+    return bridge ? bridge->setupCheckoutBridge(request, std::move(configuration)) : nullptr;
 }
 
 }  // namespace tandri

@@ -1,16 +1,55 @@
-// The hybrid plugin's class-level version.
+// The plugin a hybrid host installs on its own web view: it listens on the system's message
+// names, keeps one merchant bridge for the current presenting screen and hands it every message.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
+#include "Platform/WebView.hpp"
+
 namespace tandri {
 
-class TandriCheckoutPlugin {
+class MerchantWebViewBridge;
+class ViewController;
+
+inline constexpr const char* kTandriMessage = "tandriMessage";
+inline constexpr const char* kTandriSupportsSRC = "supportsSRC";
+
+class TandriCheckoutPlugin : public ScriptMessageHandler {
   public:
+    /// The one plugin of the process.
+    static std::shared_ptr<TandriCheckoutPlugin> main();
+    /// Registers the plugin on the host web view's content controller under "tandriMessage"
+    /// and "supportsSRC" (the controller keeps it), and makes a bridge for `viewController`.
+    static void configure(UserContentController& controller,
+                          std::shared_ptr<ViewController> viewController);
+    /// The web view for a window the host page opens (from the host's new-window callback);
+    /// none without a bridge.
+    static std::shared_ptr<WebView> finishSetupWithRequest(
+        const URLRequest& request, std::shared_ptr<WebViewConfiguration> configuration);
     /// The library's own short version ("CFBundleShortVersionString" of its bundle, which is the
     /// build's version), never the host application's; read on each call.
     static std::optional<std::string> SDK_VERSION();
+
+    /// Held weakly. Each screen given starts a fresh bridge; none drops it.
+    void setPresentingViewController(std::shared_ptr<ViewController> viewController);
+    std::shared_ptr<ViewController> presentingViewController() const { return presenting_.lock(); }
+    void userContentControllerDidReceiveScriptMessage(UserContentController& controller,
+                                                      const ScriptMessage& message) override;
+
+    std::shared_ptr<MerchantWebViewBridge> merchantBridge;
+
+  private:
+    std::weak_ptr<ViewController> presenting_;
+};
+
+/// The message names a hybrid page uses.
+class TandriMessageHandler {
+  public:
+    static const char* configureTandriCheckoutPlugin() { return "configureTandriCheckoutPlugin"; }
+    static const char* launchTandriCheckout() { return "launchTandriCheckout"; }
+    static const char* tandriMessage() { return kTandriMessage; }
 };
 
 }  // namespace tandri

@@ -1,5 +1,8 @@
 #include "Public/Native/TandriCheckoutSDK.hpp"
 
+#include "Core/Bridge/WebViewUtil.hpp"
+#include "Core/Storage/Storage.hpp"
+#include "Core/Utils/DispatchHelper.hpp"
 #include "Platform/Platform.hpp"
 #include "tandri/Version.hpp"
 
@@ -29,6 +32,14 @@ std::shared_ptr<WebView>& cachedWebviewSlot() {
     static std::shared_ptr<WebView> view;
     return view;
 }
+std::shared_ptr<WebViewHost>& cachedWebviewHostSlot() {
+    static std::shared_ptr<WebViewHost> host;
+    return host;
+}
+bool& configuredFlag() {
+    static bool configured = false;
+    return configured;
+}
 }  // namespace
 
 const char* const TandriCheckoutSDKVersionString = kSDKVersion;
@@ -50,8 +61,91 @@ std::shared_ptr<WebView> TandriCheckoutSDK::cachedWebview() {
     return slot;
 }
 
+std::shared_ptr<WebViewHost> TandriCheckoutSDK::cachedWebviewHost() {
+    auto view = cachedWebview();
+    if (!view) return nullptr;
+    auto& host = cachedWebviewHostSlot();
+    if (!host || host->webView() != view) {
+        host = std::make_shared<WebViewHost>();
+        host->setWebView(view);
+        host->setBackgroundColor(Color::clear());
+    }
+    return host;
+}
+
 void TandriCheckoutSDK::resetCachedWebviewForTesting() {
     cachedWebviewSlot().reset();
+    cachedWebviewHostSlot().reset();
+    configuredFlag() = false;
 }
+
+void TandriCheckoutSDK::configure() {
+    configuredFlag() = true;
+    cachedWebview();
+    Storage::getValueForKey("cachedButton", [](std::optional<Value> html) {
+        // The answer may come later or from another thread; the web view is the main thread's.
+        DispatchHelper::runOnMainNow([html] {
+            if (html && !html->isNull()) {
+                if (auto view = cachedWebview(); view && html->isString()) {
+                    view->loadHTMLString(html->asString(), std::nullopt);
+                }
+            } else if (auto host = cachedWebviewHostSlot()) {
+                host->removeFromSuperview();
+            }
+        });
+    });
+    TinyDelegate::initializeUserAgent();
+    Storage::handleStorageMigration();
+    if (auto& cookies = Platform::current().cookies) {
+        cookies->setAcceptPolicy(CookieAcceptPolicy::Always);
+    }
+}
+
+bool TandriCheckoutSDK::configured() {
+    return configuredFlag();
+}
+
+void TandriCheckoutSDK::configureManualCheckoutSessionWithProfile(
+    TandriProfile profile, TandriPurchaseInfo purchaseInfo,
+    std::shared_ptr<ViewController> presentingViewController,
+    ManualWebViewBridge::ReadyHandler onReady,
+    std::function<void(const TandriCheckoutResult&)> result) {
+    std::weak_ptr<ViewController> weakPresenter = presentingViewController;
+    auto sessionResult = [profile, purchaseInfo, weakPresenter, onReady,
+                          result](const TandriCheckoutResult& outcome) {
+        const auto status = outcome.statusCode();
+        auto presenter = weakPresenter.lock();
+        if (status == TandriCheckoutStatus::Success || status == TandriCheckoutStatus::Cancel) {
+            configureManualCheckoutSessionWithProfile(profile, purchaseInfo, presenter, onReady,
+                                                      result);
+        } else if (status == TandriCheckoutStatus::Error && presenter) {
+            auto presented = presenter->presentedViewController();
+            if (presented && presented->isLoadingSpinner()) {
+                DispatchHelper::setRunOnMain(
+                    [presenter] { presenter->dismissViewControllerAnimated(true); });
+            }
+        }
+        if (result) result(outcome);
+    };
+    auto config = NativeLaunchConfiguration::initWithProfile(
+        std::move(profile), std::move(purchaseInfo), std::move(presentingViewController), {}, {},
+        sessionResult);
+    ManualWebViewBridge::configureNewBridge(config, std::move(onReady));
+}
+
+void TandriCheckoutSDK::configureWithEnvironment(
+    Environment environment, const std::string& apiKey, const std::string& profileName,
+    std::function<void(const TandriCheckoutResult&)> result) {
+    configureWithProfile(TandriProfile(environment, apiKey, profileName), std::move(result));
+}
+
+void TandriCheckoutSDK::configureWithProfile(const TandriProfile&,
+                                             std::function<void(const TandriCheckoutResult&)>) {}
+void TandriCheckoutSDK::checkoutWithTotal(const TandriCurrencyAmount&, Currency,
+                                          std::function<void(const TandriCheckoutResult&)>) {}
+void TandriCheckoutSDK::checkoutWithPurchaseInfo(const TandriPurchaseInfo&,
+                                                 std::function<void(const TandriCheckoutResult&)>) {
+}
+void TandriCheckoutSDK::updatePaymentInfoWithParameters(const Dictionary&) {}
 
 }  // namespace tandri
