@@ -8,6 +8,7 @@
 #include "Core/Bridge/MobileWebViewBridge.hpp"
 #include "Core/Utils/URL.hpp"
 #include "Platform/Simulated/SimulatedPlatform.hpp"
+#include "Public/Native/TandriCheckoutButton.hpp"
 #include "Public/Native/TandriCheckoutSDK.hpp"
 #include "tandri/Json.hpp"
 
@@ -261,6 +262,114 @@ TEST_F(LaunchTest, NativeHandlersOptionsResultsButtonStateAndDataRequests) {
               std::vector<std::string>{
                   "window.postMessage('tandri.sdklite.native-keyboard-open--{}', '*');"});
     TandriCheckoutSDK::setMarketingUrl(std::nullopt);
+}
+
+}  // namespace
+}  // namespace tandri
+
+namespace tandri {
+namespace {
+
+// A whole native-button checkout, every script the two pages receive and every host call, in
+// order: paths registered, options fetched, analytics ready, spinner, the checkout window
+// opened by the button page, launch, the checkout page's result, dismissal.
+TEST(NativeButtonFlow, FromRegisteredPathsToDismissalInOrder) {
+    sim::SimulatedPlatform platform;
+    auto host = std::make_shared<ViewController>();
+    host->view();
+    std::vector<std::string> calls;
+    auto button = TandriCheckoutButton::initWithFrame({0, 0, 320, 50});
+    TandriProfile profile(Environment::Production, std::string("key-9"), std::string("shop"));
+    TandriPurchaseInfo purchase;
+    purchase.setObject(Value("12.50"), "total");
+    button->onCheckoutWithProfile(
+        profile, purchase, host, [&](std::function<void()>) { calls.push_back("ready"); },
+        [&] { calls.push_back("tapped"); },
+        [&](const TandriCheckoutResult& r) {
+            calls.push_back("completion " + r.statusName() + " " +
+                            r.valueInResultForKey("last4").value_or(Value("-")).asString());
+        });
+    auto launcher = button->bridge;
+    auto& page = static_cast<SimulatedWebView&>(*launcher->webView);
+    const std::string buttonURL = *button->resolvedButtonUrl;
+    page.setURL(buttonURL);
+    std::size_t seenButton = 0, seenCheckout = 0;
+    auto fresh = [&](const WebView& view, std::size_t& mark) {
+        platform.mainQueue().drain();
+        auto all = platform.webViews().scriptsIn(view);
+        std::vector<std::string> out(all.begin() + static_cast<long>(mark), all.end());
+        mark = all.size();
+        std::erase_if(out, [](const std::string& s) { return s == "navigator.userAgent"; });
+        return out;
+    };
+    auto send = [&](const std::string& json) {
+        page.postJSON(JSBridge::kChannelName, json, buttonURL);
+        return fresh(page, seenButton);
+    };
+    auto reply = [](const std::string& path, const std::string& id, const std::string& data) {
+        return path + R"(({"id":")" + id + R"(","name":"result","data":)" + data +
+               R"(,"error":null}))";
+    };
+
+    EXPECT_EQ(send(R"({"name":"registerMessagePaths","id":"1","merchantMessagePath":"btn.rx",)"
+                   R"("checkoutMessagePath":"rxo.rx"})"),
+              std::vector<std::string>{reply("btn.rx", "1", "null")});
+    EXPECT_EQ(send(R"({"name":"onTinitReady","id":"2","messagePath":"btn.rx"})"),
+              std::vector<std::string>{
+                  reply("btn.rx", "2",
+                        R"({"profile":{"environment":0,"apiKey":"key-9","profileName":"shop",)"
+                        R"("acceptCanadianDebitCards":true},"purchaseInfo":{"total":"12.50"}})")});
+    EXPECT_EQ(send(R"({"name":"onGtmReady","id":"3","data":{"correlationId":"c","visitId":"v"}})"),
+              std::vector<std::string>{reply("btn.rx", "3", R"("[]")")});
+    EXPECT_TRUE(send(R"({"name":"showLoading","id":"4","data":"x"})").empty());
+    ASSERT_TRUE(host->presentedViewController() &&
+                host->presentedViewController()->isLoadingSpinner());
+
+    NavigationAction open;
+    open.request.url = "https://checkout." + makerDomain() + "/pay";
+    auto checkoutView = std::static_pointer_cast<SimulatedWebView>(page.openWindow(open));
+    ASSERT_TRUE(checkoutView);
+    platform.clock().advance(0.75);
+    EXPECT_EQ(send(R"({"name":"launch","id":"5"})"),
+              (std::vector<std::string>{
+                  reply("btn.rx", "4", "false"),
+                  R"(window.postMessage('pushGtmData--{"event":"Spinner Screen Load",)"
+                  R"("event_category":"Spinner Screen Load","event_action":"Spinner Screen Load",)"
+                  R"("event_label":"Spinner Screen Load - Foreground","screen_name":)"
+                  R"("Spinner Screen Load","screen_load_time":"0.750","screen_start_time":)"
+                  R"("1700000000000","screen_end_time":"1700000000750"}', '*');)",
+                  reply("btn.rx", "5", "null")}));
+    EXPECT_EQ(host->presentedViewController(), launcher->rxoBridge->viewController);
+    EXPECT_FALSE(platform.presenter().requests().back().animated);
+
+    // The checkout page shares the button page's channel: its result reaches the host (the
+    // button re-armed first) and the answer goes back to the checkout page.
+    checkoutView->setURL(open.request.url);
+    checkoutView->postJSON(
+        JSBridge::kChannelName,
+        R"({"name":"result","id":"6","data":{"type":"payment.success","result":{"last4":"4242"}}})",
+        open.request.url);
+    EXPECT_EQ(fresh(*checkoutView, seenCheckout),
+              std::vector<std::string>{reply("btn.rx", "6", "null")});
+    EXPECT_EQ(calls,
+              (std::vector<std::string>{"ready", "ready", "completion payment.success 4242"}));
+    EXPECT_NE(button->bridge, launcher);
+
+    // The old launcher still takes the checkout down.
+    page.postJSON(JSBridge::kChannelName, R"({"name":"dismiss","id":"7"})", buttonURL);
+    EXPECT_EQ(fresh(page, seenButton), std::vector<std::string>{reply("btn.rx", "7", "null")});
+    EXPECT_EQ(host->presentedViewController(), nullptr);
+
+    // Foreign frames, malformed bodies and unknown names get nothing from either page's bridge.
+    for (auto* view : {&page, checkoutView.get()}) {
+        view->postJSON(JSBridge::kChannelName, R"({"name":"get","id":"8","data":"userInfo"})",
+                       "https://evil.example/frame");
+        view->postJSON(JSBridge::kChannelName, R"({"name":"get","data":"userInfo"})", buttonURL);
+        view->postJSON(JSBridge::kChannelName, R"({"name":"nope","id":"9"})", buttonURL);
+        view->postJSON(JSBridge::kChannelName, "[1,2", buttonURL);
+    }
+    EXPECT_TRUE(fresh(page, seenButton).empty());
+    EXPECT_TRUE(fresh(*checkoutView, seenCheckout).empty());
 }
 
 }  // namespace
