@@ -20,6 +20,9 @@ cmake -S . -B build/ci -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTANDRI_WERRO
 cmake --build build/ci -j "$JOBS"
 echo "== tests"
 ctest --test-dir build/ci --output-on-failure -j "$JOBS"
+echo "== the installed library: the integration examples against its CMake package and pkg-config"
+bash scripts/test-install.sh build/ci
+
 echo "== Secret Service tests against a throw-away keyring"
 bash scripts/test-secret-service.sh build/ci/tandri_tests
 
