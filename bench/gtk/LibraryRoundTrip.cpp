@@ -94,16 +94,9 @@ void onBare(WebKitUserContentManager*, WebKitJavascriptResult* result, gpointer 
 }  // namespace
 
 int main(int argc, char** argv) {
-    int n = 2000;
+    int n = 0;
     const char* jsonPath = nullptr;
-    for (int i = 1; i < argc; ++i) {
-        std::string arg = argv[i];
-        if (arg == "--json" && i + 1 < argc) {
-            jsonPath = argv[++i];
-        } else {
-            n = std::max(10, std::atoi(argv[i]));
-        }
-    }
+    tandri::bench::parseArguments(argc, argv, n, jsonPath);
     gtk_init(&argc, &argv);
 
     char dir[] = "/tmp/tandri-round-trip-XXXXXX";

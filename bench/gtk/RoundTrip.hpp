@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
+#include <string>
 #include <vector>
 
 namespace tandri::bench {
@@ -50,6 +52,21 @@ inline bool spin(const std::function<bool()>& done,
         if (!g_main_context_iteration(nullptr, FALSE)) g_usleep(50);
     }
     return done();
+}
+
+/// "[N] [--json FILE]": the number of round trips (at least 10, 2000 by default) and where to
+/// write every interval, if anywhere.
+inline void parseArguments(int argc, char** argv, int& n, const char*& jsonPath) {
+    n = 2000;
+    jsonPath = nullptr;
+    for (int i = 1; i < argc; ++i) {
+        std::string arg = argv[i];
+        if (arg == "--json" && i + 1 < argc) {
+            jsonPath = argv[++i];
+        } else {
+            n = std::max(10, std::atoi(argv[i]));
+        }
+    }
 }
 
 struct Summary {

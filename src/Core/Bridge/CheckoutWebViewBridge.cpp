@@ -165,18 +165,12 @@ void CheckoutWebViewBridge::generateViewController() {
         webViewHost->setBackgroundColor(Color::white());
         root->addSubview(webViewHost);
         webViewHost->setTranslatesAutoresizingMaskIntoConstraints(false);
-        if (platform.osVersion.isAtLeast(11)) {
-            root->addConstraints({constrainToSafeArea(webViewHost, A::Leading, root, A::Leading),
-                                  constrainToSafeArea(webViewHost, A::Trailing, root, A::Trailing),
-                                  constrainToSafeArea(webViewHost, A::Top, root, A::Top),
-                                  constrainToSafeArea(webViewHost, A::Bottom, root, A::Bottom)});
-        } else {
-            root->addConstraints(
-                {constrain(webViewHost, A::Leading, root, A::Leading),
-                 constrain(webViewHost, A::Trailing, root, A::Trailing),
-                 constrain(webViewHost, A::Bottom, root, A::Bottom),
-                 constrain(webViewHost, A::Top, root, A::Top, platform.statusBarHeight)});
-        }
+        const bool safe = platform.osVersion.isAtLeast(11);
+        root->addConstraints({constrainToEdge(safe, webViewHost, A::Leading, root, A::Leading),
+                              constrainToEdge(safe, webViewHost, A::Trailing, root, A::Trailing),
+                              constrainToEdge(safe, webViewHost, A::Top, root, A::Top,
+                                              safe ? 0 : platform.statusBarHeight),
+                              constrainToEdge(safe, webViewHost, A::Bottom, root, A::Bottom)});
         viewController->setModalTransitionStyle(ModalTransitionStyle::CrossDissolve);
         viewController->setModalPresentationStyle(ModalPresentationStyle::FullScreen);
         viewController->modalPresentationCapturesStatusBarAppearance = true;

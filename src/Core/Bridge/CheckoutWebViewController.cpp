@@ -80,25 +80,17 @@ void PopupViewController::viewDidLoad() {
     webViewHost->setBackgroundColor(Color::white());
     webViewHost->setTranslatesAutoresizingMaskIntoConstraints(false);
 
+    // The safe area from iOS 11 on; before, the bar sits under the status bar.
     const auto& platform = Platform::current();
-    if (platform.osVersion.isAtLeast(11)) {
-        root->addConstraints({constrainToSafeArea(navigationBar, A::Top, root, A::Top),
-                              constrainToSafeArea(navigationBar, A::Leading, root, A::Leading),
-                              constrainToSafeArea(navigationBar, A::Trailing, root, A::Trailing),
-                              constrainToSafeArea(webViewHost, A::Leading, root, A::Leading),
-                              constrainToSafeArea(webViewHost, A::Trailing, root, A::Trailing),
-                              constrain(webViewHost, A::Top, navigationBar, A::Bottom),
-                              constrainToSafeArea(webViewHost, A::Bottom, root, A::Bottom)});
-    } else {
-        root->addConstraints(
-            {constrain(navigationBar, A::Top, root, A::Top, platform.statusBarHeight),
-             constrain(navigationBar, A::Leading, root, A::Leading),
-             constrain(navigationBar, A::Trailing, root, A::Trailing),
-             constrain(webViewHost, A::Leading, root, A::Leading),
-             constrain(webViewHost, A::Trailing, root, A::Trailing),
-             constrain(webViewHost, A::Top, navigationBar, A::Bottom),
-             constrain(webViewHost, A::Bottom, root, A::Bottom)});
-    }
+    const bool safe = platform.osVersion.isAtLeast(11);
+    root->addConstraints({constrainToEdge(safe, navigationBar, A::Top, root, A::Top,
+                                          safe ? 0 : platform.statusBarHeight),
+                          constrainToEdge(safe, navigationBar, A::Leading, root, A::Leading),
+                          constrainToEdge(safe, navigationBar, A::Trailing, root, A::Trailing),
+                          constrainToEdge(safe, webViewHost, A::Leading, root, A::Leading),
+                          constrainToEdge(safe, webViewHost, A::Trailing, root, A::Trailing),
+                          constrain(webViewHost, A::Top, navigationBar, A::Bottom),
+                          constrainToEdge(safe, webViewHost, A::Bottom, root, A::Bottom)});
 
     auto cancel = std::make_shared<BarButtonItem>();
     cancel->systemItem = BarButtonItem::SystemItem::Cancel;

@@ -2,6 +2,7 @@
 
 #include "Core/Bridge/WebViewUtil.hpp"
 #include "Core/Javascript/JSEncodable.hpp"
+#include "Core/Utils/DispatchHelper.hpp"
 #include "Core/Utils/URL.hpp"
 #include "Platform/Platform.hpp"
 #include "Public/Hybrid/TandriCheckoutPlugin.hpp"
@@ -9,6 +10,23 @@
 #include "tandri/Json.hpp"
 
 namespace tandri {
+
+void settleCheckout(const TandriCheckoutResult& outcome,
+                    const std::shared_ptr<ViewController>& presenter,
+                    const std::function<void()>& rearm,
+                    const std::function<void(const TandriCheckoutResult&)>& host) {
+    const auto status = outcome.statusCode();
+    if (status == TandriCheckoutStatus::Success || status == TandriCheckoutStatus::Cancel) {
+        if (rearm) rearm();
+    } else if (status == TandriCheckoutStatus::Error && presenter) {
+        auto presented = presenter->presentedViewController();
+        if (presented && presented->isLoadingSpinner()) {
+            DispatchHelper::setRunOnMain(
+                [presenter] { presenter->dismissViewControllerAnimated(true); });
+        }
+    }
+    if (host) host(outcome);
+}
 
 std::shared_ptr<WebView> MobileWebViewBridge::makeDefaultWebView() {
     auto& factory = Platform::current().webViews;

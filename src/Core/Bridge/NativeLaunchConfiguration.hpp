@@ -12,6 +12,14 @@
 
 namespace tandri {
 
+/// What the library's own entry points (the button, a manual session) do with a finished
+/// checkout before the host hears of it: a success or a cancellation runs `rearm` for the next
+/// checkout; an error takes down a loading spinner still shown over `presenter`. Then `host`.
+void settleCheckout(const TandriCheckoutResult& outcome,
+                    const std::shared_ptr<ViewController>& presenter,
+                    const std::function<void()>& rearm,
+                    const std::function<void(const TandriCheckoutResult&)>& host);
+
 struct NativeLaunchConfiguration {
     using ButtonFinishedLoad =
         std::function<void(const std::optional<Value>& html, const std::optional<Value>& altText)>;

@@ -82,6 +82,14 @@ LayoutConstraint constrainToSafeArea(const std::shared_ptr<View>& first,
     return c;
 }
 
+LayoutConstraint constrainToEdge(bool safeArea, const std::shared_ptr<View>& first,
+                                 LayoutAttribute firstAttribute,
+                                 const std::shared_ptr<View>& second,
+                                 LayoutAttribute secondAttribute, double constant) {
+    return safeArea ? constrainToSafeArea(first, firstAttribute, second, secondAttribute, constant)
+                    : constrain(first, firstAttribute, second, secondAttribute, constant);
+}
+
 LayoutConstraint constrainConstant(const std::shared_ptr<View>& first, LayoutAttribute attribute,
                                    double constant) {
     LayoutConstraint c;

@@ -181,6 +181,12 @@ LayoutConstraint constrain(const std::shared_ptr<View>& first, LayoutAttribute f
                            const std::shared_ptr<View>& second, LayoutAttribute secondAttribute,
                            double constant = 0, double multiplier = 1,
                            LayoutRelation relation = LayoutRelation::Equal);
+/// `constrainToSafeArea` when `safeArea`, else `constrain`: for layouts that pin to the safe area
+/// where the system has one and to the view itself before.
+LayoutConstraint constrainToEdge(bool safeArea, const std::shared_ptr<View>& first,
+                                 LayoutAttribute firstAttribute,
+                                 const std::shared_ptr<View>& second,
+                                 LayoutAttribute secondAttribute, double constant = 0);
 LayoutConstraint constrainToSafeArea(const std::shared_ptr<View>& first,
                                      LayoutAttribute firstAttribute,
                                      const std::shared_ptr<View>& second,

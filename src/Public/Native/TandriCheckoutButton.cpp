@@ -83,22 +83,16 @@ void TandriCheckoutButton::onCheckoutWithProfile(
     std::weak_ptr<ViewController> weakPresenter = presentingViewController;
     auto result = [weak, weakPresenter, profile, purchaseInfo, onReady, onButtonTapped,
                    completion](const TandriCheckoutResult& outcome) {
-        const auto status = outcome.statusCode();
         auto presenter = weakPresenter.lock();
-        if (status == TandriCheckoutStatus::Success || status == TandriCheckoutStatus::Cancel) {
-            // Ready for the next checkout before the host hears of this one.
-            if (auto self = weak.lock()) {
-                self->onCheckoutWithProfile(profile, purchaseInfo, presenter, onReady,
-                                            onButtonTapped, completion);
-            }
-        } else if (status == TandriCheckoutStatus::Error && presenter) {
-            auto presented = presenter->presentedViewController();
-            if (presented && presented->isLoadingSpinner()) {
-                DispatchHelper::runOnMainNow(
-                    [presenter] { presenter->dismissViewControllerAnimated(true); });
-            }
-        }
-        if (completion) completion(outcome);
+        settleCheckout(
+            outcome, presenter,
+            [&] {
+                if (auto self = weak.lock()) {
+                    self->onCheckoutWithProfile(profile, purchaseInfo, presenter, onReady,
+                                                onButtonTapped, completion);
+                }
+            },
+            completion);
     };
     auto config = NativeLaunchConfiguration::initWithProfile(
         std::move(profile), std::move(purchaseInfo), std::move(presentingViewController),

@@ -113,19 +113,14 @@ void TandriCheckoutSDK::configureManualCheckoutSessionWithProfile(
     std::weak_ptr<ViewController> weakPresenter = presentingViewController;
     auto sessionResult = [profile, purchaseInfo, weakPresenter, onReady,
                           result](const TandriCheckoutResult& outcome) {
-        const auto status = outcome.statusCode();
         auto presenter = weakPresenter.lock();
-        if (status == TandriCheckoutStatus::Success || status == TandriCheckoutStatus::Cancel) {
-            configureManualCheckoutSessionWithProfile(profile, purchaseInfo, presenter, onReady,
-                                                      result);
-        } else if (status == TandriCheckoutStatus::Error && presenter) {
-            auto presented = presenter->presentedViewController();
-            if (presented && presented->isLoadingSpinner()) {
-                DispatchHelper::setRunOnMain(
-                    [presenter] { presenter->dismissViewControllerAnimated(true); });
-            }
-        }
-        if (result) result(outcome);
+        settleCheckout(
+            outcome, presenter,
+            [&] {
+                configureManualCheckoutSessionWithProfile(profile, purchaseInfo, presenter, onReady,
+                                                          result);
+            },
+            result);
     };
     auto config = NativeLaunchConfiguration::initWithProfile(
         std::move(profile), std::move(purchaseInfo), std::move(presentingViewController), {}, {},
