@@ -239,6 +239,11 @@ TEST_F(EntryPointsTest, TheHybridPluginAdoptsTheHostPageAndForwardsAbandonmentsT
     platform.mainQueue().drain();
     EXPECT_NE(checkout->customUserAgent()->find("TDC_HSDK/"), std::string::npos);
 
+    // The two pages are linked: what the merchant page forwards reaches the checkout page whole.
+    EXPECT_TRUE(post(hostPage, R"({"name":"forward","id":"f","data":{"step":1}})", shop).empty());
+    EXPECT_EQ(received(checkout),
+              std::vector<std::string>{R"(page.receive({"name":"forward","id":"f","data":{"step":1}}))"});
+
     // With the identifiers known, the spinner's abandonment goes straight to the page.
     static_cast<SimulatedWebView&>(*hostPage).setURL(shop);
     post(hostPage, R"({"name":"onGtmReady","id":"3","data":{"correlationId":"c","visitId":"v"}})",

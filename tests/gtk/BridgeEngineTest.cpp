@@ -16,6 +16,7 @@
 #include "Platform/Gtk/GtkWebView.hpp"
 #include "Platform/Platform.hpp"
 #include "Platform/Simulated/SimulatedStorage.hpp"
+#include "SandboxServer.hpp"
 #include "tandri/Json.hpp"
 
 namespace tandri {
@@ -24,48 +25,13 @@ namespace {
 using namespace tandri::gtk;
 using namespace tandri::gtk::testing;
 
-class Sandbox {
-  public:
-    bool start(const std::string& dir) {
-        std::string certs = dir + "/certs";
-        std::string gen = std::string(TANDRI_SOURCE_DIR) + "/demo/sandbox-webapp/gen-certs.sh " +
-                          certs + " >/dev/null 2>&1";
-        if (std::system(gen.c_str()) != 0) return false;
-        leaf = certs + "/leaf.pem";
-        std::string server = std::string(TANDRI_SOURCE_DIR) + "/demo/sandbox-webapp/server.js";
-        process = g_subprocess_new(
-            GSubprocessFlags(G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_PIPE),
-            nullptr, "node", server.c_str(), "--cert-dir", certs.c_str(), nullptr);
-        if (process == nullptr) return false;
-        GDataInputStream* lines = g_data_input_stream_new(g_subprocess_get_stdout_pipe(process));
-        char* line = g_data_input_stream_read_line(lines, nullptr, nullptr, nullptr);
-        g_object_unref(lines);
-        if (line == nullptr) return false;
-        auto ports = json::parse(line);
-        g_free(line);
-        if (!ports || !ports->find("proxy")) return false;
-        proxy = ports->find("proxy")->asString();
-        return true;
-    }
-    ~Sandbox() {
-        if (process != nullptr) {
-            g_subprocess_force_exit(process);
-            g_subprocess_wait(process, nullptr, nullptr);
-            g_object_unref(process);
-        }
-    }
-    GSubprocess* process = nullptr;
-    std::string proxy;
-    std::string leaf;
-};
-
 struct BridgeEngineTest : ::testing::Test {
     static void SetUpTestSuite() { gtk_init(nullptr, nullptr); }
     void SetUp() override {
         char pattern[] = "/tmp/tandri-engine-XXXXXX";
         ASSERT_NE(mkdtemp(pattern), nullptr);
         dir = pattern;
-        ASSERT_TRUE(sandbox.start(dir)) << "the sandbox server did not start";
+        ASSERT_TRUE(sandbox.start(TANDRI_SOURCE_DIR, dir)) << "the sandbox server did not start";
         saved = Platform::current();
         Platform ports;
         ports.mainQueue = std::make_shared<GtkMainQueue>();
@@ -100,7 +66,7 @@ struct BridgeEngineTest : ::testing::Test {
 
     std::string dir;
     std::string savedDomain;
-    Sandbox sandbox;
+    demo::SandboxServer sandbox;
     Platform saved;
     std::shared_ptr<GtkWebViewFactory> factory;
     std::shared_ptr<sim::SimulatedKeychain> keychain;

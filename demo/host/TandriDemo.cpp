@@ -1,0 +1,270 @@
+// The demo merchant: a GTK window with a cart and the checkout button, on the
+// real platform (WebKitGTK web views, the cairo presenter, the SQLite store),
+// talking to the local sandbox checkout web application.
+//
+//   tandri-demo [--auto success|cancel|error] [--screenshots DIR] [--timeout SECONDS]
+//
+// With --auto it taps the button itself, the checkout page picks a card and
+// pays (or cancels, or fails), and the result is printed as one JSON line;
+// the exit status is 0 when the checkout ended as asked. With --screenshots
+// each screen (cart, loading, checkout, result) is saved as a PNG.
+
+#include <gtk/gtk.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "Core/Utils/URL.hpp"
+#include "Core/Views/Layout.hpp"
+#include "Core/Views/ViewController.hpp"
+#include "Platform/Gtk/GtkLifecycle.hpp"
+#include "Platform/Gtk/GtkMainQueue.hpp"
+#include "Platform/Gtk/GtkPresenter.hpp"
+#include "Platform/Gtk/GtkWebView.hpp"
+#include "Platform/Linux/LinuxDevice.hpp"
+#include "Platform/Linux/PersistentStorage.hpp"
+#include "Platform/Linux/PosixFiles.hpp"
+#include "Platform/Linux/StbImageCodec.hpp"
+#include "Public/Native/TandriCheckoutButton.hpp"
+#include "Public/Native/TandriCheckoutSDK.hpp"
+#include "SandboxServer.hpp"
+#include "tandri/Json.hpp"
+
+namespace {
+
+using namespace tandri;
+
+struct Options {
+    std::string autoMode;
+    std::string screenshots;
+    int timeoutSeconds = 120;
+};
+
+Options parse(int argc, char** argv) {
+    Options o;
+    for (int i = 1; i < argc; ++i) {
+        std::string arg = argv[i];
+        auto next = [&] { return i + 1 < argc ? std::string(argv[++i]) : std::string(); };
+        if (arg == "--auto") {
+            o.autoMode = next();
+        } else if (arg == "--screenshots") {
+            o.screenshots = next();
+        } else if (arg == "--timeout") {
+            o.timeoutSeconds = std::atoi(next().c_str());
+        } else {
+            std::fprintf(stderr,
+                         "usage: tandri-demo [--auto success|cancel|error] [--screenshots DIR] "
+                         "[--timeout SECONDS]\n");
+            std::exit(2);
+        }
+    }
+    return o;
+}
+
+const char* kCartPage =
+    R"(<html><body style="margin:0;font:15px sans-serif;background:#f4f5f8;color:#1d2330">
+<div style="padding:20px 20px 8px;font:600 22px sans-serif">Sandbox Store</div>
+<div style="margin:12px 20px;padding:16px;background:#fff;border-radius:12px">
+ <div style="display:flex;justify-content:space-between"><span>Trail shoes</span><span>19.99</span></div>
+ <div style="display:flex;justify-content:space-between;margin-top:8px"><span>Socks</span><span>5.00</span></div>
+ <hr style="border:none;border-top:1px solid #dde">
+ <div style="display:flex;justify-content:space-between;font-weight:600"><span>Total</span><span>24.99 USD</span></div>
+</div>
+<div id="result" style="margin:12px 20px;padding:12px;border-radius:12px;display:none"></div>
+</body></html>)";
+
+/// The merchant's screen: its cart page on top, the checkout button at the bottom.
+class CartController : public ViewController {
+  public:
+    std::shared_ptr<WebView> cart;
+    std::shared_ptr<TandriCheckoutButton> button;
+
+  protected:
+    void viewDidLoad() override {
+        using A = LayoutAttribute;
+        auto root = view();
+        root->setBackgroundColor(Color{0.957, 0.961, 0.973, 1, {}});
+        auto cartHost = std::make_shared<WebViewHost>();
+        cartHost->setWebView(cart);
+        cartHost->setTranslatesAutoresizingMaskIntoConstraints(false);
+        root->addSubview(cartHost);
+        button->setTranslatesAutoresizingMaskIntoConstraints(false);
+        root->addSubview(button);
+        root->addConstraints({constrain(cartHost, A::Leading, root, A::Leading),
+                              constrain(cartHost, A::Trailing, root, A::Trailing),
+                              constrain(cartHost, A::Top, root, A::Top),
+                              constrain(cartHost, A::Bottom, button, A::Top, -16),
+                              constrain(button, A::Leading, root, A::Leading, 20),
+                              constrain(button, A::Trailing, root, A::Trailing, -20),
+                              constrainConstant(button, A::Height, 56),
+                              constrain(button, A::Bottom, root, A::Bottom, -32)});
+    }
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options options = parse(argc, argv);
+    gtk_init(&argc, &argv);
+
+    char work[] = "/tmp/tandri-demo-XXXXXX";
+    if (mkdtemp(work) == nullptr) return 1;
+    demo::SandboxServer sandbox;
+    if (!sandbox.start(TANDRI_SOURCE_DIR, work, options.autoMode)) {
+        std::fprintf(stderr, "the sandbox checkout server did not start (is node installed?)\n");
+        return 1;
+    }
+    setMakerDomain(sandbox.domain);
+    TandriProfile::setCheckoutHost(sandbox.checkoutHost);
+
+    // The real platform.
+    GtkWidget* window = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+    gtk_window_set_title(GTK_WINDOW(window), "Sandbox Store");
+    gtk_window_set_default_size(GTK_WINDOW(window), 420, 760);
+    Platform ports;
+    ports.mainQueue = std::make_shared<gtk::GtkMainQueue>();
+    auto factory = std::make_shared<gtk::GtkWebViewFactory>(
+        gtk::NetworkSettings{sandbox.proxy, sandbox.leaf, sandbox.hosts()});
+    ports.webViews = factory;
+    const char* dataHome = std::getenv("XDG_DATA_HOME");
+    std::string appData =
+        (dataHome
+             ? std::string(dataHome)
+             : std::string(std::getenv("HOME") ? std::getenv("HOME") : "/tmp") + "/.local/share") +
+        "/tandri-demo";
+    if (!linux_storage::installStoragePorts(ports, "tandri-demo",
+                                            linux_storage::backendFromEnvironment())) {
+        std::fprintf(stderr, "the store did not open\n");
+        return 1;
+    }
+    ports.files = std::make_shared<linux_platform::PosixFiles>(appData);
+    ports.imageCodec = std::make_shared<linux_platform::StbImageCodec>();
+    ports.bundle = std::make_shared<linux_platform::DirectoryBundle>(
+        TANDRI_RESOURCES_DIR, Dictionary{{"CFBundleShortVersionString", Value("1.0.0")}});
+    ports.device = std::make_shared<linux_platform::LinuxDevice>("Sandbox Store");
+    ports.mainScreenBounds = Rect{0, 0, 420, 760};
+    Platform::install(ports);
+    TandriCheckoutSDK::configure();
+
+    // The merchant's screen, then the presenter that shows it in the window.
+    auto cart = std::make_shared<CartController>();
+    cart->cart = factory->makeWebView();
+    cart->cart->loadHTMLString(kCartPage, std::nullopt);
+    cart->button = TandriCheckoutButton::initWithFrame({20, 670, 380, 56});
+    auto presenter = std::make_shared<gtk::GtkPresenter>(GTK_WINDOW(window), cart);
+    Platform::current().presenter = presenter;
+    gtk::GtkLifecycle::follow(GTK_WINDOW(window));
+
+    // The checkout.
+    TandriProfile profile(Environment::Sandbox, std::string("sandbox-api-key"),
+                          std::string("Sandbox Store"));
+    TandriPurchaseInfo purchase;
+    purchase.setObject(Value("24.99"), kTotal);
+    purchase.setObject(Value("USD"), kCurrency);
+    std::function<void()> launch;
+    bool done = false;
+    int exitStatus = 1;
+    cart->button->onCheckoutWithProfile(
+        profile, purchase, cart,
+        [&launch](std::function<void()> closure) {
+            if (!launch) launch = closure;
+        },
+        [&launch] {
+            if (launch) launch();
+        },
+        [&](const TandriCheckoutResult& result) {
+            auto last4 = result.lastFourDigits();
+            auto brand = result.paymentType();
+            const Value* brandName =
+                brand && brand->isDictionary() ? brand->asDictionary().find("cardBrand") : nullptr;
+            Dictionary summary;
+            summary.set("status", Value(result.statusName()));
+            summary.set("cardBrand", brandName ? *brandName : Value());
+            summary.set("last4", last4 ? *last4 : Value());
+            std::string line = *json::write(Value(summary));
+            std::printf("%s\n", line.c_str());
+            std::fflush(stdout);
+            cart->cart->evaluateJavaScript(
+                "(function(r){var e=document.getElementById('result');e.style.display='block';"
+                "e.style.background=r.status==='payment.success'?'#dff5e3':'#fde2e1';"
+                "e.textContent=r.status==='payment.success'?('Paid with '+r.cardBrand+' ending in "
+                "'+"
+                "r.last4):('Checkout ended: '+r.status);})(" +
+                    line + ")",
+                {});
+            const std::string wanted =
+                "payment." + (options.autoMode.empty() ? std::string("success") : options.autoMode);
+            exitStatus = result.statusName() == wanted ? 0 : 3;
+            done = true;
+        });
+    bool closed = false;
+    g_signal_connect(
+        window, "destroy",
+        G_CALLBACK(+[](GtkWidget*, gpointer flag) { *static_cast<bool*>(flag) = true; }), &closed);
+    gtk_widget_show_all(window);
+
+    // Pictures of each screen once it has settled, and the tap in automatic mode.
+    int shot = 0;
+    std::string lastScreen;
+    auto settledSince = std::chrono::steady_clock::now();
+    bool tapped = false;
+    bool finalShot = false;
+    auto start = std::chrono::steady_clock::now();
+    auto elapsed = [](std::chrono::steady_clock::time_point since) {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
+    };
+    std::optional<bool> writing;
+    while (true) {
+        g_main_context_iteration(nullptr, FALSE);
+        if (!g_main_context_pending(nullptr)) g_usleep(2000);
+        if (elapsed(start) > options.timeoutSeconds) {
+            std::fprintf(stderr, "tandri-demo: no result within %d s\n", options.timeoutSeconds);
+            break;
+        }
+        auto top = presenter->topViewController();
+        std::string screen = top == cart ? (done ? "result" : "cart")
+                                         : (top->isLoadingSpinner() ? "loading" : "checkout");
+        if (screen != lastScreen) {
+            lastScreen = screen;
+            settledSince = std::chrono::steady_clock::now();
+        }
+        // The cart waits for its pages; the loading and checkout screens are brief in the
+        // automatic modes.
+        const bool settled =
+            elapsed(settledSince) > (screen == "cart" || screen == "result" ? 1.5 : 0.4);
+        if (!options.screenshots.empty() && settled && !writing && screen != "" &&
+            (shot == 0 || screen != "cart")) {
+            static std::string lastShot;
+            if (screen != lastShot) {
+                lastShot = screen;
+                std::filesystem::create_directories(options.screenshots);
+                char name[64];
+                std::snprintf(name, sizeof name, "%02d-%s.png", ++shot, screen.c_str());
+                writing = false;
+                presenter->writeSnapshot(options.screenshots + "/" + name,
+                                         [&writing](bool) { writing.reset(); });
+            }
+        }
+        if (!options.autoMode.empty() && !tapped && screen == "cart" && settled &&
+            !cart->button->resolvedButtonUrl->empty() && launch && !writing) {
+            // A tap at the middle of the button, through the window's hit testing.
+            const Rect b = frameInRoot(*cart->button);
+            tapped = presenter->tap(b.x + b.width / 2, b.y + b.height / 2);
+        }
+        if (closed) break;
+        if (done && !options.autoMode.empty()) {
+            if (options.screenshots.empty()) break;
+            // One more picture: the cart with the result shown.
+            if (lastScreen == "result" && settled && !writing) {
+                if (finalShot) break;
+                finalShot = true;
+            }
+        }
+    }
+    std::filesystem::remove_all(work);
+    return done ? exitStatus : 1;
+}
