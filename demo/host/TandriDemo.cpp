@@ -21,6 +21,7 @@
 #include "Core/Utils/URL.hpp"
 #include "Core/Views/Layout.hpp"
 #include "Core/Views/ViewController.hpp"
+#include "Platform/Gtk/GioURLOpener.hpp"
 #include "Platform/Gtk/GtkLifecycle.hpp"
 #include "Platform/Gtk/GtkMainQueue.hpp"
 #include "Platform/Gtk/GtkPresenter.hpp"
@@ -146,6 +147,7 @@ int main(int argc, char** argv) {
     ports.bundle = std::make_shared<linux_platform::DirectoryBundle>(
         TANDRI_RESOURCES_DIR, Dictionary{{"CFBundleShortVersionString", Value("1.0.0")}});
     ports.device = std::make_shared<linux_platform::LinuxDevice>("Sandbox Store");
+    ports.urlOpener = std::make_shared<gtk::GioURLOpener>();
     ports.mainScreenBounds = Rect{0, 0, 420, 760};
     Platform::install(ports);
     TandriCheckoutSDK::configure();
