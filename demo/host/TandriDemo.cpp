@@ -2,7 +2,11 @@
 // real platform (WebKitGTK web views, the cairo presenter, the SQLite store),
 // talking to the local sandbox checkout web application.
 //
-//   tandri-demo [--auto success|cancel|error] [--screenshots DIR] [--timeout SECONDS]
+//   tandri-demo [--hybrid] [--auto success|cancel|error] [--screenshots DIR]
+//               [--timeout SECONDS]
+//
+// --hybrid shows a merchant's own web page instead, talking to the library
+// through the hybrid plugin (the checkout opens as a window of that page).
 //
 // With --auto it taps the button itself, the checkout page picks a card and
 // pays (or cancels, or fails), and the result is printed as one JSON line;
@@ -30,6 +34,7 @@
 #include "Platform/Linux/PersistentStorage.hpp"
 #include "Platform/Linux/PosixFiles.hpp"
 #include "Platform/Linux/StbImageCodec.hpp"
+#include "Public/Hybrid/TandriCheckoutPlugin.hpp"
 #include "Public/Native/TandriCheckoutButton.hpp"
 #include "Public/Native/TandriCheckoutSDK.hpp"
 #include "SandboxServer.hpp"
@@ -41,6 +46,7 @@ using namespace tandri;
 
 struct Options {
     std::string autoMode;
+    bool hybrid = false;
     std::string screenshots;
     int timeoutSeconds = 120;
 };
@@ -52,14 +58,16 @@ Options parse(int argc, char** argv) {
         auto next = [&] { return i + 1 < argc ? std::string(argv[++i]) : std::string(); };
         if (arg == "--auto") {
             o.autoMode = next();
+        } else if (arg == "--hybrid") {
+            o.hybrid = true;
         } else if (arg == "--screenshots") {
             o.screenshots = next();
         } else if (arg == "--timeout") {
             o.timeoutSeconds = std::atoi(next().c_str());
         } else {
             std::fprintf(stderr,
-                         "usage: tandri-demo [--auto success|cancel|error] [--screenshots DIR] "
-                         "[--timeout SECONDS]\n");
+                         "usage: tandri-demo [--hybrid] [--auto success|cancel|error] "
+                         "[--screenshots DIR] [--timeout SECONDS]\n");
             std::exit(2);
         }
     }
@@ -103,6 +111,29 @@ class CartController : public ViewController {
                               constrain(button, A::Trailing, root, A::Trailing, -20),
                               constrainConstant(button, A::Height, 56),
                               constrain(button, A::Bottom, root, A::Bottom, -32)});
+    }
+};
+
+/// A hybrid merchant's screen: its own page, full screen. The page opens the checkout as a
+/// window; the host's new-window callback hands it to the plugin.
+class MerchantPageController : public ViewController, public UIDelegate {
+  public:
+    std::shared_ptr<WebView> page;
+
+    std::shared_ptr<WebView> webViewCreateWebView(
+        WebView&, const std::shared_ptr<WebViewConfiguration>& configuration,
+        const NavigationAction& action) override {
+        return TandriCheckoutPlugin::finishSetupWithRequest(action.request, configuration);
+    }
+
+  protected:
+    void viewDidLoad() override {
+        auto host = std::make_shared<WebViewHost>();
+        host->setWebView(page);
+        host->setAutoresizingMask(AutoresizingMask::FlexibleWidth |
+                                  AutoresizingMask::FlexibleHeight);
+        host->setFrame(view()->bounds());
+        view()->addSubview(host);
     }
 };
 
@@ -157,7 +188,21 @@ int main(int argc, char** argv) {
     cart->cart = factory->makeWebView();
     cart->cart->loadHTMLString(kCartPage, std::nullopt);
     cart->button = TandriCheckoutButton::initWithFrame({20, 670, 380, 56});
-    auto presenter = std::make_shared<gtk::GtkPresenter>(GTK_WINDOW(window), cart);
+    // Or the hybrid merchant's own page, talking to the library through the plugin.
+    auto merchant = std::make_shared<MerchantPageController>();
+    std::shared_ptr<ViewController> root = cart;
+    if (options.hybrid) {
+        merchant->page = factory->makeWebView();
+        merchant->page->setUIDelegate(
+            std::shared_ptr<UIDelegate>(merchant, static_cast<UIDelegate*>(merchant.get())));
+        TandriCheckoutPlugin::configure(*merchant->page->configuration()->userContentController,
+                                        merchant);
+        URLRequest request;
+        request.url = "https://" + sandbox.merchantHost + "/merchant";
+        merchant->page->loadRequest(request);
+        root = merchant;
+    }
+    auto presenter = std::make_shared<gtk::GtkPresenter>(GTK_WINDOW(window), root);
     Platform::current().presenter = presenter;
     gtk::GtkLifecycle::follow(GTK_WINDOW(window));
 
@@ -170,39 +215,47 @@ int main(int argc, char** argv) {
     std::function<void()> launch;
     bool done = false;
     int exitStatus = 1;
-    cart->button->onCheckoutWithProfile(
-        profile, purchase, cart,
-        [&launch](std::function<void()> closure) {
-            if (!launch) launch = closure;
-        },
-        [&launch] {
-            if (launch) launch();
-        },
-        [&](const TandriCheckoutResult& result) {
-            auto last4 = result.lastFourDigits();
-            auto brand = result.paymentType();
-            const Value* brandName =
-                brand && brand->isDictionary() ? brand->asDictionary().find("cardBrand") : nullptr;
-            Dictionary summary;
-            summary.set("status", Value(result.statusName()));
-            summary.set("cardBrand", brandName ? *brandName : Value());
-            summary.set("last4", last4 ? *last4 : Value());
-            std::string line = *json::write(Value(summary));
-            std::printf("%s\n", line.c_str());
-            std::fflush(stdout);
-            cart->cart->evaluateJavaScript(
-                "(function(r){var e=document.getElementById('result');e.style.display='block';"
-                "e.style.background=r.status==='payment.success'?'#dff5e3':'#fde2e1';"
-                "e.textContent=r.status==='payment.success'?('Paid with '+r.cardBrand+' ending in "
-                "'+"
-                "r.last4):('Checkout ended: '+r.status);})(" +
-                    line + ")",
-                {});
-            const std::string wanted =
-                "payment." + (options.autoMode.empty() ? std::string("success") : options.autoMode);
-            exitStatus = result.statusName() == wanted ? 0 : 3;
-            done = true;
-        });
+    const std::string wanted =
+        "payment." + (options.autoMode.empty() ? std::string("success") : options.autoMode);
+    auto report = [&](const std::string& status, Dictionary summary) {
+        summary.set("status", Value(status));
+        std::printf("%s\n", json::write(Value(summary))->c_str());
+        std::fflush(stdout);
+        exitStatus = status == wanted ? 0 : 3;
+        done = true;
+    };
+    if (!options.hybrid)
+        cart->button->onCheckoutWithProfile(
+            profile, purchase, cart,
+            [&launch](std::function<void()> closure) {
+                if (!launch) launch = closure;
+            },
+            [&launch] {
+                if (launch) launch();
+            },
+            [&](const TandriCheckoutResult& result) {
+                auto last4 = result.lastFourDigits();
+                auto brand = result.paymentType();
+                const Value* brandName = brand && brand->isDictionary()
+                                             ? brand->asDictionary().find("cardBrand")
+                                             : nullptr;
+                Dictionary summary;
+                summary.set("cardBrand", brandName ? *brandName : Value());
+                summary.set("last4", last4 ? *last4 : Value());
+                Dictionary shown = summary;
+                shown.set("status", Value(result.statusName()));
+                const std::string line = *json::write(Value(shown));
+                report(result.statusName(), summary);
+                cart->cart->evaluateJavaScript(
+                    "(function(r){var e=document.getElementById('result');e.style.display='block';"
+                    "e.style.background=r.status==='payment.success'?'#dff5e3':'#fde2e1';"
+                    "e.textContent=r.status==='payment.success'?('Paid with '+r.cardBrand+' ending "
+                    "in "
+                    "'+"
+                    "r.last4):('Checkout ended: '+r.status);})(" +
+                        line + ")",
+                    {});
+            });
     bool closed = false;
     g_signal_connect(
         window, "destroy",
@@ -220,6 +273,8 @@ int main(int argc, char** argv) {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
     };
     std::optional<bool> writing;
+    bool reading = false;
+    auto lastRead = std::chrono::steady_clock::now();
     while (true) {
         g_main_context_iteration(nullptr, FALSE);
         if (!g_main_context_pending(nullptr)) g_usleep(2000);
@@ -228,8 +283,9 @@ int main(int argc, char** argv) {
             break;
         }
         auto top = presenter->topViewController();
-        std::string screen = top == cart ? (done ? "result" : "cart")
-                                         : (top->isLoadingSpinner() ? "loading" : "checkout");
+        std::string screen = top == root
+                                 ? (done ? "result" : (options.hybrid ? "merchant" : "cart"))
+                                 : (top->isLoadingSpinner() ? "loading" : "checkout");
         if (screen != lastScreen) {
             lastScreen = screen;
             settledSince = std::chrono::steady_clock::now();
@@ -237,9 +293,10 @@ int main(int argc, char** argv) {
         // The cart waits for its pages; the loading and checkout screens are brief in the
         // automatic modes.
         const bool settled =
-            elapsed(settledSince) > (screen == "cart" || screen == "result" ? 1.5 : 0.4);
+            elapsed(settledSince) >
+            (screen == "cart" || screen == "merchant" || screen == "result" ? 1.5 : 0.4);
         if (!options.screenshots.empty() && settled && !writing && screen != "" &&
-            (shot == 0 || screen != "cart")) {
+            (shot == 0 || (screen != "cart" && screen != "merchant"))) {
             static std::string lastShot;
             if (screen != lastShot) {
                 lastShot = screen;
@@ -251,8 +308,26 @@ int main(int argc, char** argv) {
                                          [&writing](bool) { writing.reset(); });
             }
         }
-        if (!options.autoMode.empty() && !tapped && screen == "cart" && settled &&
-            !cart->button->resolvedButtonUrl->empty() && launch && !writing) {
+        // The hybrid page tells its outcome in its status line (the library hands the result to
+        // the page, not to the host).
+        if (options.hybrid && !done && !reading && elapsed(lastRead) > 0.5) {
+            reading = true;
+            lastRead = std::chrono::steady_clock::now();
+            merchant->page->evaluateJavaScript(
+                "document.getElementById('status').textContent",
+                [&](const std::optional<Value>& text, const std::optional<std::string>&) {
+                    reading = false;
+                    const std::string line = text && text->isString() ? text->asString() : "";
+                    Dictionary summary;
+                    summary.set("flow", Value("hybrid"));
+                    summary.set("text", Value(line));
+                    if (line.rfind("Paid with", 0) == 0) report("payment.success", summary);
+                    if (line.rfind("You cancelled", 0) == 0) report("payment.cancel", summary);
+                    if (line.rfind("Payment failed", 0) == 0) report("payment.error", summary);
+                });
+        }
+        if (!options.hybrid && !options.autoMode.empty() && !tapped && screen == "cart" &&
+            settled && !cart->button->resolvedButtonUrl->empty() && launch && !writing) {
             // A tap at the middle of the button, through the window's hit testing.
             const Rect b = frameInRoot(*cart->button);
             tapped = presenter->tap(b.x + b.width / 2, b.y + b.height / 2);
