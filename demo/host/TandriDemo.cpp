@@ -2,9 +2,11 @@
 // real platform (WebKitGTK web views, the cairo presenter, the SQLite store),
 // talking to the local sandbox checkout web application.
 //
-//   tandri-demo [--hybrid] [--auto success|cancel|error] [--screenshots DIR]
+//   tandri-demo [--manual | --hybrid] [--auto success|cancel|error] [--screenshots DIR]
 //               [--timeout SECONDS]
 //
+// --manual puts the merchant's own "Pay" control in place of the checkout
+// button and starts a manual checkout session from it.
 // --hybrid shows a merchant's own web page instead, talking to the library
 // through the hybrid plugin (the checkout opens as a window of that page).
 //
@@ -23,6 +25,7 @@
 #include <string>
 
 #include "Core/Utils/URL.hpp"
+#include "Core/Views/ImageAssets.hpp"
 #include "Core/Views/Layout.hpp"
 #include "Core/Views/ViewController.hpp"
 #include "Platform/Gtk/GioURLOpener.hpp"
@@ -47,6 +50,7 @@ using namespace tandri;
 struct Options {
     std::string autoMode;
     bool hybrid = false;
+    bool manual = false;
     std::string screenshots;
     int timeoutSeconds = 120;
 };
@@ -60,13 +64,15 @@ Options parse(int argc, char** argv) {
             o.autoMode = next();
         } else if (arg == "--hybrid") {
             o.hybrid = true;
+        } else if (arg == "--manual") {
+            o.manual = true;
         } else if (arg == "--screenshots") {
             o.screenshots = next();
         } else if (arg == "--timeout") {
             o.timeoutSeconds = std::atoi(next().c_str());
         } else {
             std::fprintf(stderr,
-                         "usage: tandri-demo [--hybrid] [--auto success|cancel|error] "
+                         "usage: tandri-demo [--manual | --hybrid] [--auto success|cancel|error] "
                          "[--screenshots DIR] [--timeout SECONDS]\n");
             std::exit(2);
         }
@@ -91,6 +97,11 @@ class CartController : public ViewController {
   public:
     std::shared_ptr<WebView> cart;
     std::shared_ptr<TandriCheckoutButton> button;
+    /// The merchant's own control, for manual sessions; the checkout button otherwise.
+    std::shared_ptr<Button> ownPay;
+    std::shared_ptr<View> payControl() const {
+        return ownPay ? std::static_pointer_cast<View>(ownPay) : button;
+    }
 
   protected:
     void viewDidLoad() override {
@@ -101,16 +112,17 @@ class CartController : public ViewController {
         cartHost->setWebView(cart);
         cartHost->setTranslatesAutoresizingMaskIntoConstraints(false);
         root->addSubview(cartHost);
-        button->setTranslatesAutoresizingMaskIntoConstraints(false);
-        root->addSubview(button);
+        auto pay = payControl();
+        pay->setTranslatesAutoresizingMaskIntoConstraints(false);
+        root->addSubview(pay);
         root->addConstraints({constrain(cartHost, A::Leading, root, A::Leading),
                               constrain(cartHost, A::Trailing, root, A::Trailing),
                               constrain(cartHost, A::Top, root, A::Top),
-                              constrain(cartHost, A::Bottom, button, A::Top, -16),
-                              constrain(button, A::Leading, root, A::Leading, 20),
-                              constrain(button, A::Trailing, root, A::Trailing, -20),
-                              constrainConstant(button, A::Height, 56),
-                              constrain(button, A::Bottom, root, A::Bottom, -32)});
+                              constrain(cartHost, A::Bottom, pay, A::Top, -16),
+                              constrain(pay, A::Leading, root, A::Leading, 20),
+                              constrain(pay, A::Trailing, root, A::Trailing, -20),
+                              constrainConstant(pay, A::Height, 56),
+                              constrain(pay, A::Bottom, root, A::Bottom, -32)});
     }
 };
 
@@ -188,6 +200,7 @@ int main(int argc, char** argv) {
     cart->cart = factory->makeWebView();
     cart->cart->loadHTMLString(kCartPage, std::nullopt);
     cart->button = TandriCheckoutButton::initWithFrame({20, 670, 380, 56});
+    if (options.manual) cart->ownPay = std::make_shared<Button>();
     // Or the hybrid merchant's own page, talking to the library through the plugin.
     auto merchant = std::make_shared<MerchantPageController>();
     std::shared_ptr<ViewController> root = cart;
@@ -224,7 +237,40 @@ int main(int argc, char** argv) {
         exitStatus = status == wanted ? 0 : 3;
         done = true;
     };
-    if (!options.hybrid)
+    bool launched = false;
+    std::function<void()> release;
+    if (options.manual) {
+        cart->ownPay->setBackgroundColor(Color{0.09, 0.45, 0.33, 1, {}});
+        cart->ownPay->setImage(imageNamed("mini_tandri_checkout"));
+        cart->ownPay->setImageEdgeInsets({12, 150, 12, 150});
+        cart->ownPay->setAccessibilityLabel(std::string("Pay with my store's own button"));
+        cart->ownPay->addAction(ControlEvent::TouchUpInside, [&] {
+            if (!launch || launched) return;
+            launched = true;
+            launch();
+        });
+        TandriCheckoutSDK::configureManualCheckoutSessionWithProfile(
+            profile, purchase, cart,
+            // First the launch closure; once launched, the answer closure, which lets the page
+            // go on at once (and is kept: the session lives as long as it does).
+            [&](std::function<void()> closure) {
+                if (!launched) {
+                    launch = std::move(closure);
+                } else {
+                    // Kept until the checkout ends: it is what keeps the session alive.
+                    launched = false;
+                    release = std::move(closure);
+                    release();
+                }
+            },
+            [&](const TandriCheckoutResult& result) {
+                Dictionary summary;
+                summary.set("flow", Value("manual"));
+                summary.set("last4", result.lastFourDigits().value_or(Value()));
+                report(result.statusName(), summary);
+            });
+    }
+    if (!options.hybrid && !options.manual)
         cart->button->onCheckoutWithProfile(
             profile, purchase, cart,
             [&launch](std::function<void()> closure) {
@@ -327,9 +373,9 @@ int main(int argc, char** argv) {
                 });
         }
         if (!options.hybrid && !options.autoMode.empty() && !tapped && screen == "cart" &&
-            settled && !cart->button->resolvedButtonUrl->empty() && launch && !writing) {
+            settled && launch && !writing) {
             // A tap at the middle of the button, through the window's hit testing.
-            const Rect b = frameInRoot(*cart->button);
+            const Rect b = frameInRoot(*cart->payControl());
             tapped = presenter->tap(b.x + b.width / 2, b.y + b.height / 2);
         }
         if (closed) break;
