@@ -166,6 +166,14 @@ TEST(StorageHandlers, SetAndGetThroughTheMessagesWithOptions) {
     UserDefaultsUtils::setValue(Value("raw"), Value("nometa"));
     EXPECT_EQ(page.send(R"({"name":"get","id":"13","data":"nometa"})"),
               R"(P({"id":"13","name":"result","data":null,"error":null}))");
+    // Flags sent as text count as the page meant them: a token marked "true" is not left
+    // readable without the check.
+    page.send(R"({"name":"set","id":"15","data":{"key":"t","value":"tok"},)"
+              R"("options":{"requireAuth":"true","secure":"0"}})");
+    EXPECT_EQ(metadataJson("t"), R"({"options":2,"prompt":null})");
+    EXPECT_EQ(page.send(R"({"name":"get","id":"16","data":"t"})"),
+              R"(P({"id":"16","name":"result","data":null,"error":null}))");
+    EXPECT_EQ(platform.biometrics().prompts().size(), 1u);
     // Options with only bits this library does not know read as null.
     MetaStore::storeMetadata(Value(Dictionary{{"options", 4}}), "k");
     EXPECT_EQ(page.send(R"({"name":"get","id":"14","data":"k"})"),

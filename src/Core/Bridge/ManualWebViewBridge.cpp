@@ -37,6 +37,11 @@ void ManualWebViewBridge::configureExistingBridge(std::shared_ptr<NativeLaunchCo
     initWithLaunchConfig(std::move(config), std::move(onReady), std::move(bridge));
 }
 
+std::shared_ptr<ManualWebViewBridge> ManualWebViewBridge::registeredBridge() {
+    auto& registry = manualBridges();
+    return registry.empty() ? nullptr : *registry.begin();
+}
+
 std::shared_ptr<ManualWebViewBridge> ManualWebViewBridge::initWithLaunchConfig(
     std::shared_ptr<NativeLaunchConfiguration> config, ReadyHandler onReady,
     std::shared_ptr<MobileWebViewBridge> existing) {

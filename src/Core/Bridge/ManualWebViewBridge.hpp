@@ -33,6 +33,8 @@ class ManualWebViewBridge : public MobileWebViewBridge {
     /// The sessions' own bridges that are waiting for their page.
     static std::size_t registeredBridgeCount();
     static bool isRegistered(const ManualWebViewBridge* bridge);
+    /// The waiting bridge, if any (at most one waits at a time).
+    static std::shared_ptr<ManualWebViewBridge> registeredBridge();
 
   private:
     using MobileWebViewBridge::MobileWebViewBridge;

@@ -16,10 +16,7 @@ std::optional<Value> readItem(const std::optional<std::string>& service, const s
     if (!keychain || key.empty()) return std::nullopt;
     auto data = keychain->copyMatching(service, key);
     if (!data) return std::nullopt;
-    if (auto value = KeyedArchive::unarchive(*data)) return value;
-    std::string text(data->begin(), data->end());
-    if (!isValidUTF8(text)) return std::nullopt;
-    return Value(std::move(text));
+    return KeyedArchive::unarchiveOrText(*data);
 }
 
 }  // namespace

@@ -206,6 +206,13 @@ std::optional<Value> KeyedArchive::unarchive(const std::vector<std::uint8_t>& da
     return decode(plist_dict_get_item(inner, "root"), 0);
 }
 
+std::optional<Value> KeyedArchive::unarchiveOrText(const std::vector<std::uint8_t>& data) {
+    if (auto value = unarchive(data)) return value;
+    std::string text(data.begin(), data.end());
+    if (!isValidUTF8(text)) return std::nullopt;
+    return Value(std::move(text));
+}
+
 bool isValidUTF8(std::string_view text) {
     std::size_t i = 0;
     const auto* s = reinterpret_cast<const unsigned char*>(text.data());

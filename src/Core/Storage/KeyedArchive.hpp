@@ -20,6 +20,9 @@ class KeyedArchive {
     static std::optional<std::vector<std::uint8_t>> archive(const Value& value);
     /// The value in an archive; absent when the data is not one of ours.
     static std::optional<Value> unarchive(const std::vector<std::uint8_t>& data);
+    /// How a keychain item's data reads: its archived value, or the data as text when it is
+    /// plain UTF-8 (items other software wrote); absent otherwise.
+    static std::optional<Value> unarchiveOrText(const std::vector<std::uint8_t>& data);
 };
 
 /// Whether `text` is well-formed UTF-8.

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "Core/Storage/KeychainUtils.hpp"
+#include "Core/Utils/URL.hpp"
 #include "Platform/Platform.hpp"
 #include "Public/Hybrid/TandriCheckoutPlugin.hpp"
 #include "tandri/Json.hpp"
@@ -241,9 +242,10 @@ const MessageHandler& Storage::setHandler() {
         if (options && options->isDictionary() && !options->asDictionary().empty()) {
             const Value* requireAuth = options->find("requireAuth");
             const Value* secure = options->find("secure");
+            // Flags are read as pages send them: "true" and "1" count as well as true and 1.
             const std::int64_t bits =
-                (secure && secure->asBool() ? kStorageOptionSecure : 0) +
-                (requireAuth && requireAuth->asBool() ? kStorageOptionRequireAuth : 0);
+                (secure && boolValue(*secure) ? kStorageOptionSecure : 0) +
+                (requireAuth && boolValue(*requireAuth) ? kStorageOptionRequireAuth : 0);
             std::optional<Value> prompt;
             if (const Value* p = options->find("prompt")) prompt = *p;
             setValue(value, key->asString(), bits, prompt);

@@ -7,9 +7,9 @@
 
 #include "Platform/Platform.hpp"
 #include "Platform/Simulated/SimulatedMainQueue.hpp"
-#include "Platform/Simulated/SimulatedStorage.hpp"
 #include "Platform/Simulated/SimulatedPorts.hpp"
 #include "Platform/Simulated/SimulatedPresenter.hpp"
+#include "Platform/Simulated/SimulatedStorage.hpp"
 #include "Platform/Simulated/SimulatedSystemLog.hpp"
 #include "Platform/Simulated/SimulatedWebView.hpp"
 

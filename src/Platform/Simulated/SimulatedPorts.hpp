@@ -1,6 +1,7 @@
 // Simulated clock, URL opener, files, image codec and cookie store: in memory and recording.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -28,8 +29,12 @@ class SimulatedClock final : public Clock {
 
 class SimulatedURLOpener final : public URLOpener {
   public:
-    void openURL(const std::string& url) override { opened_.push_back(url); }
+    void openURL(const std::string& url) override {
+        opened_.push_back(url);
+        if (onOpen) onOpen(url);
+    }
     const std::vector<std::string>& opened() const { return opened_; }
+    std::function<void(const std::string&)> onOpen;
 
   private:
     std::vector<std::string> opened_;

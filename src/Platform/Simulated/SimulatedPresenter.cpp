@@ -9,10 +9,12 @@ void SimulatedPresenter::present(std::shared_ptr<ViewController> presenting,
                                  std::function<void()> completion) {
     std::size_t index = requests_.size();
     requests_.push_back({Request::Kind::Present, presenting, presented, animated});
+    if (onRequest) onRequest(requests_.back());
     queue_->post([this, index, presenting = std::move(presenting), presented = std::move(presented),
                   animated, completion = std::move(completion)] {
         bool done = ViewController::completePresentation(presenting, presented, animated);
         requests_[index].outcome = done ? Request::Outcome::Done : Request::Outcome::Refused;
+        if (onOutcome) onOutcome(requests_[index]);
         if (done && completion) completion();
     });
 }
@@ -22,10 +24,12 @@ void SimulatedPresenter::dismiss(std::shared_ptr<ViewController> presenting, boo
     std::size_t index = requests_.size();
     requests_.push_back({Request::Kind::Dismiss, presenting,
                          presenting ? presenting->presentedViewController() : nullptr, animated});
+    if (onRequest) onRequest(requests_.back());
     queue_->post([this, index, presenting = std::move(presenting), animated,
                   completion = std::move(completion)] {
         bool done = ViewController::completeDismissal(presenting, animated);
         requests_[index].outcome = done ? Request::Outcome::Done : Request::Outcome::Refused;
+        if (onOutcome) onOutcome(requests_[index]);
         if (done && completion) completion();
     });
 }

@@ -36,6 +36,10 @@ class SimulatedPresenter final : public Presenter {
     /// Every request so far, oldest first.
     const std::vector<Request>& requests() const { return requests_; }
 
+    /// Told of each request as it is made, and again when it is carried out or refused.
+    std::function<void(const Request&)> onRequest;
+    std::function<void(const Request&)> onOutcome;
+
   private:
     std::shared_ptr<SimulatedMainQueue> queue_;
     std::vector<Request> requests_;

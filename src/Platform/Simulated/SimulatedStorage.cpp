@@ -77,11 +77,16 @@ BiometryKind SimulatedBiometrics::biometryType() {
 }
 
 void SimulatedBiometrics::evaluate(const std::string& reason, std::function<void(bool)> reply) {
+    if (onPrompt && canEvaluate()) onPrompt(reason);  // nothing is shown without a sensor
     bool passed = false;
     bool other = false;
     {
         std::lock_guard lock(mutex_);
         prompts_.push_back(reason);
+        if (available_ && answerLater_) {
+            waiting_.push_back(std::move(reply));
+            return;
+        }
         passed = available_ && passes_;
         other = otherThread_;
         if (other) {
@@ -113,6 +118,28 @@ void SimulatedBiometrics::setReplyOnOtherThread(bool other) {
 std::vector<std::string> SimulatedBiometrics::prompts() const {
     std::lock_guard lock(mutex_);
     return prompts_;
+}
+
+void SimulatedBiometrics::setAnswerLater(bool later) {
+    std::lock_guard lock(mutex_);
+    answerLater_ = later;
+}
+
+bool SimulatedBiometrics::answer(bool passes) {
+    std::function<void(bool)> reply;
+    {
+        std::lock_guard lock(mutex_);
+        if (waiting_.empty()) return false;
+        reply = std::move(waiting_.front());
+        waiting_.erase(waiting_.begin());
+    }
+    reply(passes);
+    return true;
+}
+
+std::size_t SimulatedBiometrics::waitingPrompts() const {
+    std::lock_guard lock(mutex_);
+    return waiting_.size();
 }
 
 void SimulatedBiometrics::joinReplies() {

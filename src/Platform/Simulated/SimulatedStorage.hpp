@@ -61,6 +61,14 @@ class SimulatedBiometrics final : public Biometrics {
     std::vector<std::string> prompts() const;
     /// Waits for replies sent from other threads.
     void joinReplies();
+    /// When set, a prompt on a device with a sensor waits for `answer` (a person looking at it)
+    /// instead of replying with the set answer.
+    void setAnswerLater(bool later);
+    /// Answers the oldest waiting prompt; false when none waits.
+    bool answer(bool passes);
+    std::size_t waitingPrompts() const;
+    /// Told of each prompt's reason as it is shown (never without a sensor).
+    std::function<void(const std::string&)> onPrompt;
 
   private:
     mutable std::mutex mutex_;
@@ -68,6 +76,8 @@ class SimulatedBiometrics final : public Biometrics {
     BiometryKind kind_ = BiometryKind::None;
     bool passes_ = false;
     bool otherThread_ = false;
+    bool answerLater_ = false;
+    std::vector<std::function<void(bool)>> waiting_;
     std::vector<std::string> prompts_;
     std::vector<std::thread> threads_;
 };
@@ -87,9 +97,9 @@ class SimulatedDevice final : public Device {
 
 class SimulatedBundle final : public Bundle {
   public:
-    /// Holds the library's own images: "close.png", "mini_tandri_checkout.png" and the spinner's 260 frames
-    /// "square_animation<N>.png", each a small picture of its own colour in the simulated
-    /// codec's format.
+    /// Holds the library's own images: "close.png", "mini_tandri_checkout.png" and the spinner's
+    /// 260 frames "square_animation<N>.png", each a small picture of its own colour in the
+    /// simulated codec's format.
     SimulatedBundle();
 
     std::optional<std::string> libraryShortVersion() override { return libraryVersion_; }

@@ -1,6 +1,7 @@
 // A system log that keeps every line for tests to read.
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -12,8 +13,13 @@ namespace tandri::sim {
 class SimulatedSystemLog final : public SystemLog {
   public:
     void write(std::string_view line) override {
-        std::lock_guard lock(mutex_);
-        lines_.emplace_back(line);
+        std::function<void(std::string_view)> listener;
+        {
+            std::lock_guard lock(mutex_);
+            lines_.emplace_back(line);
+            listener = onLine;
+        }
+        if (listener) listener(line);
     }
     std::vector<std::string> lines() const {
         std::lock_guard lock(mutex_);
@@ -23,6 +29,9 @@ class SimulatedSystemLog final : public SystemLog {
         std::lock_guard lock(mutex_);
         lines_.clear();
     }
+
+    /// Told of each line as it is written (set before any line can arrive).
+    std::function<void(std::string_view)> onLine;
 
   private:
     mutable std::mutex mutex_;

@@ -12,6 +12,7 @@ SimulatedWebView::SimulatedWebView(SimulatedWebViewFactory& factory,
 void SimulatedWebView::evaluateJavaScript(const std::string& script,
                                           EvaluationCompletion completion) {
     factory_.evaluations_.push_back({this, script});
+    if (factory_.onEvaluate) factory_.onEvaluate(factory_.evaluations_.back());
     if (!completion || !factory_.evaluationsComplete) return;
     std::optional<Value> result;
     std::optional<std::string> error = factory_.evaluationError;
@@ -21,6 +22,11 @@ void SimulatedWebView::evaluateJavaScript(const std::string& script,
     // Completions of the platform arrive later, on the main thread.
     DispatchHelper::postToMain([completion = std::move(completion), result = std::move(result),
                                 error = std::move(error)] { completion(result, error); });
+}
+
+void SimulatedWebView::setCustomUserAgent(std::optional<std::string> userAgent) {
+    customUserAgent_ = std::move(userAgent);
+    if (factory_.onUserAgent) factory_.onUserAgent(*this);
 }
 
 NavigationHandle SimulatedWebView::newNavigation() {
@@ -36,6 +42,7 @@ NavigationHandle SimulatedWebView::loadRequest(const URLRequest& request) {
     lastHTML_.clear();
     auto navigation = newNavigation();
     factory_.loads_.push_back({this, request, {}, std::nullopt, navigation});
+    if (factory_.onLoad) factory_.onLoad(factory_.loads_.back());
     return navigation;
 }
 
@@ -47,6 +54,7 @@ NavigationHandle SimulatedWebView::loadHTMLString(const std::string& html,
     lastBaseURL_ = baseURL;
     auto navigation = newNavigation();
     factory_.loads_.push_back({this, std::nullopt, html, baseURL, navigation});
+    if (factory_.onLoad) factory_.onLoad(factory_.loads_.back());
     return navigation;
 }
 
@@ -130,6 +138,7 @@ std::shared_ptr<WebView> SimulatedWebViewFactory::makeWebView(
     if (!configuration) configuration = makeConfiguration();
     auto view = std::make_shared<SimulatedWebView>(*this, std::move(configuration));
     webViews_.push_back(view);
+    if (onMade) onMade(*view);
     return view;
 }
 

@@ -43,9 +43,7 @@ class SimulatedWebView : public WebView {
     void evaluateJavaScript(const std::string& script, EvaluationCompletion completion) override;
     std::optional<std::string> url() const override { return url_; }
     std::optional<std::string> customUserAgent() const override { return customUserAgent_; }
-    void setCustomUserAgent(std::optional<std::string> userAgent) override {
-        customUserAgent_ = std::move(userAgent);
-    }
+    void setCustomUserAgent(std::optional<std::string> userAgent) override;
     NavigationHandle loadRequest(const URLRequest& request) override;
     NavigationHandle loadHTMLString(const std::string& html,
                                     const std::optional<std::string>& baseURL) override;
@@ -113,6 +111,13 @@ class SimulatedWebViewFactory : public WebViewFactory {
     std::optional<std::string> evaluationError;
     /// When false, evaluations never complete (a hung page).
     bool evaluationsComplete = true;
+
+    /// Told as it happens (for a tool that reports every effect in order): a view made, a
+    /// script evaluated, a load started, a user agent set.
+    std::function<void(const SimulatedWebView&)> onMade;
+    std::function<void(const Evaluation&)> onEvaluate;
+    std::function<void(const Load&)> onLoad;
+    std::function<void(const SimulatedWebView&)> onUserAgent;
 
   private:
     friend class SimulatedWebView;

@@ -61,6 +61,10 @@ std::shared_ptr<WebView> TandriCheckoutSDK::cachedWebview() {
     return slot;
 }
 
+std::shared_ptr<WebView> TandriCheckoutSDK::cachedWebviewIfMade() {
+    return cachedWebviewSlot();
+}
+
 std::shared_ptr<WebViewHost> TandriCheckoutSDK::cachedWebviewHost() {
     auto view = cachedWebview();
     if (!view) return nullptr;

@@ -21,6 +21,8 @@ class TandriCheckoutSDK {
     /// The web view every button shows its cached page in: made with default settings on first
     /// use (none while no platform makes web views) and kept for the life of the process.
     static std::shared_ptr<WebView> cachedWebview();
+    /// The cached web view if it has been made; never makes it.
+    static std::shared_ptr<WebView> cachedWebviewIfMade();
     /// Where the cached web view sits in a view tree; one for the process, so adding it to a
     /// button takes it from the one before.
     static std::shared_ptr<WebViewHost> cachedWebviewHost();
