@@ -262,6 +262,16 @@ TEST_F(EntryPointsTest, TheHybridPluginAdoptsTheHostPageAndForwardsAbandonmentsT
     // No presenting screen: no bridge, messages go nowhere.
     TandriCheckoutPlugin::main()->setPresentingViewController(nullptr);
     EXPECT_TRUE(post(hostPage, R"({"name":"onGtmReady","id":"5"})", shop).empty());
+    // A bridge that adopted the page leaves the plugin listening when it goes: the next screen's
+    // bridge hears the page.
+    TandriCheckoutPlugin::main()->setPresentingViewController(host);
+    EXPECT_TRUE(hostPage->configuration()->userContentController->hasScriptMessageHandler(
+        kTandriMessage));
+    EXPECT_EQ(
+        post(hostPage,
+             R"({"name":"registerMessagePaths","id":"6","merchantMessagePath":"page.receive"})",
+             shop),
+        std::vector<std::string>{answer("6")});
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ std::shared_ptr<JSBridge> JSBridge::create(std::shared_ptr<WebView> webView) {
 
 JSBridge::~JSBridge() {
     messageHandlers.clear();
-    if (isLinkedCheckoutBridge || !webView) return;
+    if (isLinkedCheckoutBridge || !webView || !registeredChannel_) return;
     if (const auto& configuration = webView->configuration()) {
         if (const auto& controller = configuration->userContentController) {
             controller->removeScriptMessageHandlerForName(kChannelName);
@@ -42,6 +42,7 @@ void JSBridge::setupHandlers(const std::shared_ptr<JSBridge>& bridge) {
         bridge->webView->configuration()->userContentController) {
         bridge->webView->configuration()->userContentController->addScriptMessageHandler(
             proxy, kChannelName);
+        bridge->registeredChannel_ = true;
     }
     bridge->messageHandlers = MessageHandlers{};
 }

@@ -75,6 +75,9 @@ class JSBridge : public std::enable_shared_from_this<JSBridge> {
     std::string lastFrameURL_;
     std::string lastFrameDomain_;
     bool lastFrameAllowed_ = false;
+    /// Whether this bridge put its own handler on the channel (and so takes it off when it
+    /// goes); a bridge that adopted a page someone else listens to leaves that listener be.
+    bool registeredChannel_ = false;
 };
 
 }  // namespace tandri
