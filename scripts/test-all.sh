@@ -37,7 +37,7 @@ ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
 echo "== build (ThreadSanitizer) and the unit tests under it"
 cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTANDRI_WERROR=ON \
   -DTANDRI_SANITIZE=thread -DTANDRI_BENCH=OFF -DTANDRI_GTK=OFF
-cmake --build build/tsan -j "$JOBS" --target tandri_tests
+cmake --build build/tsan -j "$JOBS" --target tandri_tests tandri-sim
 TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build/tsan --output-on-failure -j "$JOBS"
 
 echo "== fuzzing (${FUZZ_SECONDS}s per target)"
@@ -51,6 +51,8 @@ for target in build/fuzz/fuzz_*; do
   mkdir -p "$corpus"
   seeds=()
   [ -d "fuzz/seeds/$name" ] && seeds=("fuzz/seeds/$name")
+  # The bridge targets start from the replayed flows.
+  case "$name" in fuzz_mobile|fuzz_manual|fuzz_merchant|fuzz_checkout) seeds+=(tests/scenarios) ;; esac
   echo "-- $name"
   "$target" -max_total_time="$FUZZ_SECONDS" -max_len=8192 -timeout=10 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="build/fuzz/" "$corpus" "${seeds[@]}" 2>&1 | tail -n 12

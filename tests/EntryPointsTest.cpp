@@ -241,8 +241,9 @@ TEST_F(EntryPointsTest, TheHybridPluginAdoptsTheHostPageAndForwardsAbandonmentsT
 
     // The two pages are linked: what the merchant page forwards reaches the checkout page whole.
     EXPECT_TRUE(post(hostPage, R"({"name":"forward","id":"f","data":{"step":1}})", shop).empty());
-    EXPECT_EQ(received(checkout),
-              std::vector<std::string>{R"(page.receive({"name":"forward","id":"f","data":{"step":1}}))"});
+    EXPECT_EQ(
+        received(checkout),
+        std::vector<std::string>{R"(page.receive({"name":"forward","id":"f","data":{"step":1}}))"});
 
     // With the identifiers known, the spinner's abandonment goes straight to the page.
     static_cast<SimulatedWebView&>(*hostPage).setURL(shop);
@@ -265,13 +266,72 @@ TEST_F(EntryPointsTest, TheHybridPluginAdoptsTheHostPageAndForwardsAbandonmentsT
     // A bridge that adopted the page leaves the plugin listening when it goes: the next screen's
     // bridge hears the page.
     TandriCheckoutPlugin::main()->setPresentingViewController(host);
-    EXPECT_TRUE(hostPage->configuration()->userContentController->hasScriptMessageHandler(
-        kTandriMessage));
+    EXPECT_TRUE(
+        hostPage->configuration()->userContentController->hasScriptMessageHandler(kTandriMessage));
     EXPECT_EQ(
         post(hostPage,
              R"({"name":"registerMessagePaths","id":"6","merchantMessagePath":"page.receive"})",
              shop),
         std::vector<std::string>{answer("6")});
+}
+
+}  // namespace
+}  // namespace tandri
+
+namespace tandri {
+namespace {
+
+std::size_t liveViews(sim::SimulatedPlatform& platform) {
+    std::size_t live = 0;
+    for (const auto& weak : platform.webViews().webViews()) live += weak.expired() ? 0 : 1;
+    return live;
+}
+
+TEST_F(EntryPointsTest, BridgesViewsAndScreensGoWhenTheirCheckoutEnds) {
+    // A manual session whose page asked for the checkout and never said "ready" is let go when
+    // the next session opens, with its web view and handlers.
+    std::vector<std::function<void()>> closures;
+    auto keep = [&](std::function<void()> c) { closures.push_back(std::move(c)); };
+    TandriCheckoutSDK::configureManualCheckoutSessionWithProfile(profile, TandriPurchaseInfo(),
+                                                                 host, keep, nullptr);
+    std::weak_ptr<WebView> abandoned = lastLoadedView();
+    post(abandoned.lock(), R"({"name":"onManualCheckout","id":"1"})");
+    closures.clear();
+    platform.mainQueue().drain();
+    EXPECT_FALSE(abandoned.expired()) << "still waiting for its page";
+    TandriCheckoutSDK::configureManualCheckoutSessionWithProfile(profile, TandriPurchaseInfo(),
+                                                                 host, keep, nullptr);
+    platform.mainQueue().drain();
+    EXPECT_TRUE(abandoned.expired());
+
+    // A whole button checkout: afterwards only the re-armed button's page, the cached copy and
+    // the new session's page are alive; the spinner, the checkout screen and its page are gone.
+    auto button = TandriCheckoutButton::initWithFrame({0, 0, 300, 48});
+    button->onCheckoutWithProfile(
+        profile, TandriPurchaseInfo(), host, keep, [] {}, [](const TandriCheckoutResult&) {});
+    auto page = button->bridge->webView;
+    post(page, R"({"name":"registerMessagePaths","id":"1","merchantMessagePath":"p",)"
+               R"("checkoutMessagePath":"c"})");
+    post(page, R"({"name":"showLoading","id":"2","data":"x"})");
+    NavigationAction open;
+    open.request.url = "https://checkout." + makerDomain() + "/pay";
+    std::weak_ptr<WebView> checkout = static_cast<SimulatedWebView&>(*page).openWindow(open);
+    std::weak_ptr<ViewController> spinner = host->presentedViewController();
+    ASSERT_FALSE(spinner.expired());
+    post(page, R"({"name":"launch","id":"3"})");
+    std::weak_ptr<ViewController> screen = host->presentedViewController();
+    std::weak_ptr<LaunchingWebViewBridge> launcher = button->bridge;
+    post(checkout.lock(), R"({"name":"result","id":"4","data":{"type":"payment.success"}})");
+    post(page, R"({"name":"dismiss","id":"5"})");
+    page.reset();
+    closures.clear();
+    platform.mainQueue().drain();
+    EXPECT_TRUE(spinner.expired());
+    EXPECT_TRUE(screen.expired());
+    EXPECT_TRUE(checkout.expired());
+    EXPECT_TRUE(launcher.expired());
+    EXPECT_EQ(host->presentedViewController(), nullptr);
+    EXPECT_EQ(liveViews(platform), 3u) << "the new button page, the cached copy, the session page";
 }
 
 }  // namespace

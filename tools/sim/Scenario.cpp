@@ -133,8 +133,11 @@ class HybridHostUIDelegate : public UIDelegate {
 
 struct ScenarioRunner::Impl {
     Impl(Emit emitLine, Options opts) : emit_(std::move(emitLine)), options(opts) {
+        // A fresh process: nothing left from an earlier run in this one.
         TandriCheckoutSDK::resetCachedWebviewForTesting();
         TinyDelegate::resetForTesting();
+        ManualWebViewBridge::resetRegistryForTesting();
+        CheckoutWebViewBridge::resetMiniButtonImageForTesting();
         host = std::make_shared<ViewController>();
         host->view();
         watchPlatform();
@@ -148,6 +151,19 @@ struct ScenarioRunner::Impl {
         TandriCheckoutPlugin::main()->merchantBridge.reset();
         TandriCheckoutSDK::setMarketingUrl(std::nullopt);
         TandriCheckoutSDK::resetCachedWebviewForTesting();
+        ManualWebViewBridge::resetRegistryForTesting();
+        TinyDelegate::resetForTesting();
+        // The host's window closes: screens still up go (a spinner holds its bridge, whose
+        // configuration holds the host's screen, until it is taken down), then what the
+        // library still holds goes before the platform that made its views.
+        while (host->presentedViewController()) {
+            if (!ViewController::completeDismissal(host, false)) break;
+        }
+        platform.mainQueue().drain();
+        button.reset();
+        launchers.clear();
+        closures.clear();
+        merchantPage.reset();
     }
 
     // ---- effects ----

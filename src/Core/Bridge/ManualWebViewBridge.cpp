@@ -18,6 +18,21 @@ std::set<std::shared_ptr<ManualWebViewBridge>>& manualBridges() {
     return *bridges;
 }
 
+/// The session whose page asked for the manual checkout and has not said "ready" yet. Its own
+/// handlers hold it for that answer; a new session drops the question, so it can go.
+std::weak_ptr<ManualWebViewBridge>& awaitingReady() {
+    static std::weak_ptr<ManualWebViewBridge> session;
+    return session;
+}
+
+void dropAwaitingSession() {
+    if (auto waiting = awaitingReady().lock()) {
+        waiting->messageHandlers.erase("ready");
+        waiting->messageHandlers.erase("onManualCheckout");
+    }
+    awaitingReady().reset();
+}
+
 }  // namespace
 
 void ManualWebViewBridge::configureNewBridge(std::shared_ptr<NativeLaunchConfiguration> config,
@@ -28,6 +43,7 @@ void ManualWebViewBridge::configureNewBridge(std::shared_ptr<NativeLaunchConfigu
         registry.clear();
         old->messageHandlers.clear();  // its page can no longer reach native code
     }
+    dropAwaitingSession();
     registry.insert(initWithLaunchConfig(std::move(config), std::move(onReady), nullptr));
 }
 
@@ -40,6 +56,15 @@ void ManualWebViewBridge::configureExistingBridge(std::shared_ptr<NativeLaunchCo
 std::shared_ptr<ManualWebViewBridge> ManualWebViewBridge::registeredBridge() {
     auto& registry = manualBridges();
     return registry.empty() ? nullptr : *registry.begin();
+}
+
+void ManualWebViewBridge::resetRegistryForTesting() {
+    auto& registry = manualBridges();
+    // A waiting session's own handlers hold it (its page may still ask for the checkout): empty
+    // them, as a new session does, so it can go.
+    for (const auto& bridge : registry) bridge->messageHandlers.clear();
+    registry.clear();
+    dropAwaitingSession();
 }
 
 std::shared_ptr<ManualWebViewBridge> ManualWebViewBridge::initWithLaunchConfig(
@@ -106,6 +131,7 @@ void ManualWebViewBridge::setupManualHandlersWithReadyHandler(
         // The page waits until the host releases it; this closure keeps the session alive.
         std::function<void()> answer = [session, completion] { completion(JSResult::success()); };
         manualBridges().erase(session);
+        if (session->webView) awaitingReady() = session;
         strongTarget->messageHandlers["ready"] = [onReady, answer, weakTarget](
                                                      const JSTandriMessage&, JSCompletion ready) {
             auto t = weakTarget.lock();

@@ -35,6 +35,8 @@ class ManualWebViewBridge : public MobileWebViewBridge {
     static bool isRegistered(const ManualWebViewBridge* bridge);
     /// The waiting bridge, if any (at most one waits at a time).
     static std::shared_ptr<ManualWebViewBridge> registeredBridge();
+    /// Forgets the waiting bridge (a fresh process, for tests and tools).
+    static void resetRegistryForTesting();
 
   private:
     using MobileWebViewBridge::MobileWebViewBridge;
