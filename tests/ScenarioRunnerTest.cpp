@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+
 #include <algorithm>
 
 #include "Scenario.hpp"
@@ -72,6 +74,33 @@ TEST(ScenarioRunner, StoresCarriedToTheNextRunKeepEveryTypeAndBadStoresAreRefuse
     EXPECT_THROW(play({}, false, R"({"keychain":[{"account":"a"}]})"), ScenarioError);
     EXPECT_THROW(play({}, false, R"({"preferences":[{"key":"k","archive":"bm90IGEgcGxpc3Q="}]})"),
                  ScenarioError);
+}
+
+TEST(ScenarioRunner, ALongRunKeepsNothingPerMessage) {
+    std::size_t lines = 0;
+    ScenarioRunner runner([&](const std::string&) { ++lines; }, {});
+    runner.play(R"({"event":"button.arm","profile":{"apiKey":"k"}})");
+    runner.play(R"({"event":"message","view":"button","body":{"name":"registerMessagePaths",)"
+                R"("id":"0","merchantMessagePath":"p.rx","checkoutMessagePath":"c.rx"}})");
+    auto messages = [&](int from, int to) {
+        for (int i = from; i < to; ++i) {
+            const std::string id = std::to_string(i), key = "k" + std::to_string(i % 10);
+            runner.play(i % 2
+                            ? R"({"event":"message","view":"button","body":{"name":"set","id":")" +
+                                  id + R"(","data":{"key":")" + key + R"(","value":)" + id + "}}}"
+                            : R"({"event":"message","view":"button","body":{"name":"get","id":")" +
+                                  id + R"(","data":")" + key + R"("}})");
+        }
+    };
+    messages(1, 2001);
+    const std::size_t linesBefore = lines;
+    const auto before = mallinfo2().uordblks;
+    messages(2001, 10001);
+    const auto after = mallinfo2().uordblks;
+    EXPECT_EQ(lines - linesBefore, 8000u) << "one answer per message";
+    EXPECT_LT(static_cast<long>(after) - static_cast<long>(before), 16 * 1024)
+        << "heap in use grew by " << (static_cast<long>(after) - static_cast<long>(before))
+        << " bytes over 8,000 messages";
 }
 
 }  // namespace

@@ -151,6 +151,32 @@ class MerchantPageController : public ViewController, public UIDelegate {
 
 }  // namespace
 
+namespace {
+
+// Start-up as a person feels it: from the process start to the first finished load of the
+// button page, and from the moment the sandbox server answered.
+struct StartupClock {
+    std::chrono::steady_clock::time_point processStart = std::chrono::steady_clock::now();
+    std::chrono::steady_clock::time_point sandboxUp;
+    bool reported = false;
+};
+StartupClock startup;
+
+void onButtonPageLoad(WebKitWebView*, WebKitLoadEvent event, gpointer) {
+    if (event != WEBKIT_LOAD_FINISHED || startup.reported) return;
+    startup.reported = true;
+    const auto now = std::chrono::steady_clock::now();
+    auto ms = [&](std::chrono::steady_clock::time_point since) {
+        return std::chrono::duration<double, std::milli>(now - since).count();
+    };
+    std::fprintf(stderr,
+                 "tandri-demo: button page loaded %.0f ms after start, %.0f ms after the "
+                 "sandbox was up\n",
+                 ms(startup.processStart), ms(startup.sandboxUp));
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
     Options options = parse(argc, argv);
     gtk_init(&argc, &argv);
@@ -158,7 +184,9 @@ int main(int argc, char** argv) {
     char work[] = "/tmp/tandri-demo-XXXXXX";
     if (mkdtemp(work) == nullptr) return 1;
     demo::SandboxServer sandbox;
-    if (!sandbox.start(TANDRI_SOURCE_DIR, work, options.autoMode)) {
+    const bool sandboxStarted = sandbox.start(TANDRI_SOURCE_DIR, work, options.autoMode);
+    startup.sandboxUp = std::chrono::steady_clock::now();
+    if (!sandboxStarted) {
         std::fprintf(stderr, "the sandbox checkout server did not start (is node installed?)\n");
         return 1;
     }
@@ -302,6 +330,11 @@ int main(int argc, char** argv) {
                         line + ")",
                     {});
             });
+    if (!options.hybrid && !options.manual && cart->button->bridge) {
+        if (auto* page = dynamic_cast<gtk::GtkWebView*>(cart->button->bridge->webView.get())) {
+            g_signal_connect(page->widget(), "load-changed", G_CALLBACK(onButtonPageLoad), nullptr);
+        }
+    }
     bool closed = false;
     g_signal_connect(
         window, "destroy",

@@ -347,6 +347,10 @@ struct ScenarioRunner::Impl {
         if (autoDrain) platform.mainQueue().drain();
         classify();
         watchButton();
+        // Every evaluation and load has been reported as it happened; the platform's own
+        // records of them would only grow with the length of the scenario.
+        platform.webViews().clearEvaluations();
+        platform.webViews().clearLoads();
     }
 
     // ---- host callbacks ----
@@ -373,32 +377,38 @@ struct ScenarioRunner::Impl {
     // ---- reading events ----
 
     [[noreturn]] static void fail(const std::string& what) { throw ScenarioError(what); }
+    static std::string quoted(std::string_view key) {
+        std::string text(1, '"');
+        text.append(key);
+        text.push_back('"');
+        return text;
+    }
 
     static const Value* field(const Dictionary& event, std::string_view key) {
         return event.find(key);
     }
     static std::string stringField(const Dictionary& event, std::string_view key) {
         const Value* v = event.find(key);
-        if (!v || !v->isString()) fail("\"" + std::string(key) + "\" must be a string");
+        if (!v || !v->isString()) fail(quoted(key) + " must be a string");
         return v->asString();
     }
     static std::optional<std::string> optionalString(const Dictionary& event,
                                                      std::string_view key) {
         const Value* v = event.find(key);
         if (!v || v->isNull()) return std::nullopt;
-        if (!v->isString()) fail("\"" + std::string(key) + "\" must be a string");
+        if (!v->isString()) fail(quoted(key) + " must be a string");
         return v->asString();
     }
     static bool boolField(const Dictionary& event, std::string_view key, bool fallback) {
         const Value* v = event.find(key);
         if (!v) return fallback;
-        if (!v->isBoolean()) fail("\"" + std::string(key) + "\" must be true or false");
+        if (!v->isBoolean()) fail(quoted(key) + " must be true or false");
         return v->asBool();
     }
     static double numberField(const Dictionary& event, std::string_view key) {
         const Value* v = event.find(key);
         if (!v || !v->isNumber() || v->isBoolean()) {
-            fail("\"" + std::string(key) + "\" must be a number");
+            fail(quoted(key) + " must be a number");
         }
         return v->asDouble();
     }
@@ -413,7 +423,7 @@ struct ScenarioRunner::Impl {
     void fillInitInfo(TInitInfo& info, const Dictionary& event, std::string_view key) {
         const Value* v = event.find(key);
         if (!v) return;
-        if (!v->isDictionary()) fail("\"" + std::string(key) + "\" must be an object");
+        if (!v->isDictionary()) fail(quoted(key) + " must be an object");
         for (const auto& [option, value] : v->asDictionary()) {
             if (option == "dataRequests") {
                 if (!value.isDictionary()) fail("\"dataRequests\" must be an object");
@@ -852,7 +862,7 @@ void ScenarioRunner::loadStores(std::string_view text) {
         static const Array none;
         const Value* v = parsed->find(key);
         if (!v) return none;
-        if (!v->isArray()) throw ScenarioError("\"" + std::string(key) + "\" must be an array");
+        if (!v->isArray()) throw ScenarioError(Impl::quoted(key) + " must be an array");
         return v->asArray();
     };
     auto textOf = [](const Value& entry, std::string_view key) -> std::string {

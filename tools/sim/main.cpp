@@ -126,17 +126,16 @@ int main(int argc, char** argv) {
         }
     }
 
-    std::vector<std::string> scenario;
-    if (scenarioPath == "-") {
-        scenario = readLines(std::cin);
-    } else {
-        std::ifstream in(scenarioPath);
-        if (!in) {
+    // The scenario is played as it is read: a long one never sits in memory whole.
+    std::ifstream file;
+    if (scenarioPath != "-") {
+        file.open(scenarioPath);
+        if (!file) {
             std::cerr << "tandri-sim: cannot read " << scenarioPath << "\n";
             return 2;
         }
-        scenario = readLines(in);
     }
+    std::istream& scenario = scenarioPath == "-" ? std::cin : file;
     std::vector<std::string> expected;
     if (!checkPath.empty()) {
         std::ifstream in(checkPath);
@@ -153,8 +152,12 @@ int main(int argc, char** argv) {
     const bool checking = !checkPath.empty();
     tandri::simtool::ScenarioRunner runner(
         [&](const std::string& line) {
-            output.push_back(line);
-            if (!checking) std::cout << line << '\n' << std::flush;
+            // Kept only to compare; otherwise printed and forgotten.
+            if (checking) {
+                output.push_back(line);
+            } else {
+                std::cout << line << '\n' << std::flush;
+            }
         },
         {.trace = trace});
 
@@ -196,13 +199,14 @@ int main(int argc, char** argv) {
         }
     }
 
-    for (std::size_t k = 0; k < scenario.size(); ++k) {
-        if (isBlankOrComment(scenario[k])) continue;
+    std::string line;
+    for (std::size_t k = 0; std::getline(scenario, line); ++k) {
+        if (isBlankOrComment(line)) continue;
         try {
-            runner.play(scenario[k]);
+            runner.play(line);
         } catch (const tandri::simtool::ScenarioError& error) {
             if (checking) {
-                for (const auto& line : output) std::cout << line << '\n';
+                for (const auto& effect : output) std::cout << effect << '\n';
             }
             std::cout << std::flush;
             std::cerr << "tandri-sim: " << label << ":" << (k + 1) << ": " << error.what() << "\n";

@@ -102,6 +102,7 @@ class SimulatedWebViewFactory : public WebViewFactory {
     std::vector<std::string> scriptsIn(const WebView& view) const;
     void clearEvaluations() { evaluations_.clear(); }
     const std::vector<Load>& loads() const { return loads_; }
+    void clearLoads() { loads_.clear(); }
     /// Every web view made so far (weakly: tests can check they went away).
     const std::vector<std::weak_ptr<SimulatedWebView>>& webViews() const { return webViews_; }
 

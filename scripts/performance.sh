@@ -1,0 +1,68 @@
+#!/usr/bin/env bash
+# Measures every figure of docs/performance.md on this machine and writes the page and its
+# plot again. Takes a few minutes; run it on a quiet machine.
+# Environment: N (round trips, default 5000), RUNS (demo start-ups, default 5), BUILD (the
+# Release build tree, default build/perf).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+N="${N:-5000}"
+RUNS="${RUNS:-5}"
+TANDRI_EXTRA_PACKAGES="time python3 binutils" bash scripts/install-deps.sh
+
+build="${BUILD:-build/perf}"
+out=$build/results
+cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DTANDRI_GTK=ON -DTANDRI_BENCH=ON \
+  >/dev/null
+cmake --build "$build" -j "${JOBS:-2}"
+mkdir -p "$out"
+gtk="$build/src/Platform/Gtk"
+
+echo "== round trips in a real WebKit view ($N each)"
+scripts/with-display.sh "$gtk/library_round_trip" "$N" --json "$out/round-trip.json" |
+  tee "$out/round-trip.txt"
+"$gtk/plot_round_trip" "$out/round-trip.json" docs/performance-round-trip.png
+
+echo "== start-up and heap on the simulated platform"
+"$build/tandri_bench" --benchmark_filter='Startup|HeapPerBridge' --benchmark_repetitions=5 \
+  --benchmark_report_aggregates_only=true --benchmark_format=json >"$out/startup.json"
+
+echo "== the demo: process start to the button page's first load ($RUNS runs)"
+: >"$out/demo-startup.txt"
+for _ in $(seq "$RUNS"); do
+  scripts/with-display.sh "$gtk/tandri-demo" --auto success --timeout 60 2>&1 >/dev/null |
+    grep "button page loaded" >>"$out/demo-startup.txt" || true
+done
+cat "$out/demo-startup.txt"
+
+echo "== sizes (stripped of debug information)"
+: >"$out/sizes.txt"
+for lib in "$build/libtandri_core.a" "$gtk/libtandri_gtk.a" "$build/libtandri_linux.a" \
+  "$build/libtandri_sqlite.a" "$build/libtandri_linux_storage.a"; do
+  strip --strip-debug -o "$out/stripped.a" "$lib"
+  echo "$(basename "$lib") $(stat -c %s "$out/stripped.a")" >>"$out/sizes.txt"
+done
+rm -f "$out/stripped.a"
+cat "$out/sizes.txt"
+
+echo "== memory of tandri-sim over long scenarios"
+: >"$out/memory.txt"
+for messages in 1000 10000; do
+  scenario="$out/messages-$messages.jsonl"
+  {
+    echo '{"event":"button.arm","profile":{"apiKey":"k"},"purchaseInfo":{"total":"1.00"}}'
+    echo '{"event":"message","view":"button","body":{"name":"registerMessagePaths","id":"0","merchantMessagePath":"p.rx","checkoutMessagePath":"c.rx"}}'
+    for ((i = 1; i <= messages; i++)); do
+      if ((i % 2)); then
+        echo "{\"event\":\"message\",\"view\":\"button\",\"body\":{\"name\":\"set\",\"id\":\"$i\",\"data\":{\"key\":\"k$((i % 10))\",\"value\":{\"n\":$i,\"text\":\"value number $i\"}}}}"
+      else
+        echo "{\"event\":\"message\",\"view\":\"button\",\"body\":{\"name\":\"get\",\"id\":\"$i\",\"data\":\"k$(((i - 1) % 10))\"}}"
+      fi
+    done
+  } >"$scenario"
+  /usr/bin/time -f "%M %e" -o "$out/time.txt" "$build/tools/sim/tandri-sim" "$scenario" >/dev/null
+  echo "$messages $(cat "$out/time.txt")" >>"$out/memory.txt"
+done
+cat "$out/memory.txt"
+
+python3 scripts/write-performance-page.py "$out" docs/performance.md
+echo "== docs/performance.md written"
