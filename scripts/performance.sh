@@ -21,6 +21,9 @@ echo "== round trips in a real WebKit view ($N each)"
 scripts/with-display.sh "$gtk/library_round_trip" "$N" --json "$out/round-trip.json" |
   tee "$out/round-trip.txt"
 "$gtk/plot_round_trip" "$out/round-trip.json" docs/performance-round-trip.png
+echo "-- the same with a one-letter stored value (what carrying the record costs)"
+TANDRI_ROUND_TRIP_SMALL=1 scripts/with-display.sh "$gtk/library_round_trip" "$N" |
+  tee "$out/round-trip-small.txt"
 
 echo "== start-up and heap on the simulated platform"
 "$build/tandri_bench" --benchmark_filter='Startup|HeapPerBridge' --benchmark_repetitions=5 \

@@ -180,7 +180,9 @@ struct ScenarioRunner::Impl {
     void watchPlatform() {
         auto& views = platform.webViews();
         views.onMade = [this](const SimulatedWebView& view) {
-            names[&view] = "w" + std::to_string(nextView++);
+            std::string name(1, 'w');
+            name += std::to_string(nextView++);
+            names[&view] = std::move(name);
             roles.erase(&view);
         };
         views.onEvaluate = [this](const sim::Evaluation& evaluation) {

@@ -4,7 +4,10 @@
 
 #include <cmath>
 #include <cstring>
+#include <deque>
 #include <memory>
+#include <mutex>
+#include <utility>
 
 namespace tandri {
 
@@ -190,7 +193,51 @@ std::optional<std::vector<std::uint8_t>> KeyedArchive::archive(const Value& valu
     return out;
 }
 
+namespace {
+
+/// The archives read most recently with their values. Pages read the same few keys again and
+/// again, and reading a property list costs far more than comparing its bytes; values share their
+/// contents when copied, so a hit costs a comparison and a reference.
+class RecentArchives {
+  public:
+    std::optional<Value> find(const std::vector<std::uint8_t>& data) {
+        std::lock_guard lock(mutex_);
+        for (const auto& [bytes, value] : entries_) {
+            if (bytes == data) return value;
+        }
+        return std::nullopt;
+    }
+    void remember(const std::vector<std::uint8_t>& data, const Value& value) {
+        std::lock_guard lock(mutex_);
+        if (entries_.size() == kCapacity) entries_.pop_back();
+        entries_.emplace_front(data, value);
+    }
+
+  private:
+    static constexpr std::size_t kCapacity = 16;
+    std::mutex mutex_;
+    std::deque<std::pair<std::vector<std::uint8_t>, Value>> entries_;
+};
+
+RecentArchives& recentArchives() {
+    static auto* recent = new RecentArchives();  // never destroyed: used until the process ends
+    return *recent;
+}
+
+std::optional<Value> readArchive(const std::vector<std::uint8_t>& data);
+
+}  // namespace
+
 std::optional<Value> KeyedArchive::unarchive(const std::vector<std::uint8_t>& data) {
+    if (auto known = recentArchives().find(data)) return known;
+    auto value = readArchive(data);
+    if (value) recentArchives().remember(data, *value);
+    return value;
+}
+
+namespace {
+
+std::optional<Value> readArchive(const std::vector<std::uint8_t>& data) {
     static constexpr char kMagic[] = "bplist00";
     if (data.size() < 8 || std::memcmp(data.data(), kMagic, 8) != 0) return std::nullopt;
     plist_t raw = nullptr;
@@ -205,6 +252,8 @@ std::optional<Value> KeyedArchive::unarchive(const std::vector<std::uint8_t>& da
     if (!inner || plist_get_node_type(inner) != PLIST_DICT) return std::nullopt;
     return decode(plist_dict_get_item(inner, "root"), 0);
 }
+
+}  // namespace
 
 std::optional<Value> KeyedArchive::unarchiveOrText(const std::vector<std::uint8_t>& data) {
     if (auto value = unarchive(data)) return value;
