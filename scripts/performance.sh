@@ -21,6 +21,11 @@ echo "== round trips in a real WebKit view ($N each)"
 scripts/with-display.sh "$gtk/library_round_trip" "$N" --json "$out/round-trip.json" |
   tee "$out/round-trip.txt"
 "$gtk/plot_round_trip" "$out/round-trip.json" docs/performance-round-trip.png
+echo "-- two more runs, to show how much the ratios move on this machine"
+: >"$out/round-trip-repeats.txt"
+for _ in 1 2; do
+  scripts/with-display.sh "$gtk/library_round_trip" "$N" | grep "^ratio" | tee -a "$out/round-trip-repeats.txt"
+done
 echo "-- the same with a one-letter stored value (what carrying the record costs)"
 TANDRI_ROUND_TRIP_SMALL=1 scripts/with-display.sh "$gtk/library_round_trip" "$N" |
   tee "$out/round-trip-small.txt"
