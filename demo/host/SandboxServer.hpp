@@ -16,10 +16,11 @@ namespace tandri::demo {
 
 class SandboxServer {
   public:
-    /// Starts the server from `sourceDir` with certificates made in `workDir`; `auto_` is the
-    /// pages' automatic mode ("", "success", "cancel" or "error").
+    /// Starts the server from `sourceDir` with certificates made in `workDir`; `autoMode` is the
+    /// pages' automatic mode ("", "success", "cancel", "error" or "spinner-cancel"), and a
+    /// `buttonStatus` other than 200 makes the button page answer with that HTTP status.
     bool start(const std::string& sourceDir, const std::string& workDir,
-               const std::string& autoMode = "") {
+               const std::string& autoMode = "", int buttonStatus = 200) {
         std::string certs = workDir + "/certs";
         std::string gen =
             sourceDir + "/demo/sandbox-webapp/gen-certs.sh " + certs + " >/dev/null 2>&1";
@@ -30,6 +31,11 @@ class SandboxServer {
         if (!autoMode.empty()) {
             argv.push_back("--auto");
             argv.push_back(autoMode.c_str());
+        }
+        const std::string status = std::to_string(buttonStatus);
+        if (buttonStatus != 200) {
+            argv.push_back("--button-status");
+            argv.push_back(status.c_str());
         }
         argv.push_back(nullptr);
         process_ = g_subprocess_newv(

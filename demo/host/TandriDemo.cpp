@@ -2,8 +2,9 @@
 // real platform (WebKitGTK web views, the cairo presenter, the SQLite store),
 // talking to the local sandbox checkout web application.
 //
-//   tandri-demo [--manual | --hybrid] [--auto success|cancel|error] [--screenshots DIR]
-//               [--timeout SECONDS]
+//   tandri-demo [--manual | --hybrid]
+//               [--auto success|cancel|error|spinner-cancel|cached-button]
+//               [--button-status N] [--screenshots DIR] [--timeout SECONDS]
 //
 // --manual puts the merchant's own "Pay" control in place of the checkout
 // button and starts a manual checkout session from it.
@@ -12,18 +13,28 @@
 //
 // With --auto it taps the button itself, the checkout page picks a card and
 // pays (or cancels, or fails), and the result is printed as one JSON line;
-// the exit status is 0 when the checkout ended as asked. With --screenshots
-// each screen (cart, loading, checkout, result) is saved as a PNG.
+// the exit status is 0 when the checkout ended as asked. "spinner-cancel"
+// meets a slow checkout and closes the loading screen as a person would;
+// "cached-button" checks out nothing and reports whether the button shows the
+// page saved by an earlier run (with --button-status 404 the live page fails).
+// The store lives under $XDG_DATA_HOME/tandri-demo, so a second run is a
+// restart. With --screenshots each screen (cart, loading, checkout, result) is
+// saved as a PNG.
 
 #include <gtk/gtk.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
+#include "Core/Bridge/LoadingSpinnerViewController.hpp"
 #include "Core/Utils/URL.hpp"
 #include "Core/Views/ImageAssets.hpp"
 #include "Core/Views/Layout.hpp"
@@ -53,6 +64,7 @@ struct Options {
     bool manual = false;
     std::string screenshots;
     int timeoutSeconds = 120;
+    int buttonStatus = 200;
 };
 
 Options parse(int argc, char** argv) {
@@ -70,12 +82,22 @@ Options parse(int argc, char** argv) {
             o.screenshots = next();
         } else if (arg == "--timeout") {
             o.timeoutSeconds = std::atoi(next().c_str());
+        } else if (arg == "--button-status") {
+            o.buttonStatus = std::atoi(next().c_str());
         } else {
             std::fprintf(stderr,
-                         "usage: tandri-demo [--manual | --hybrid] [--auto success|cancel|error] "
-                         "[--screenshots DIR] [--timeout SECONDS]\n");
+                         "usage: tandri-demo [--manual | --hybrid] "
+                         "[--auto success|cancel|error|spinner-cancel|cached-button] "
+                         "[--button-status N] [--screenshots DIR] [--timeout SECONDS]\n");
             std::exit(2);
         }
+    }
+    static const char* const modes[] = {"",      "success",        "cancel",
+                                        "error", "spinner-cancel", "cached-button"};
+    if (std::find(std::begin(modes), std::end(modes), o.autoMode) == std::end(modes) ||
+        o.buttonStatus < 200 || o.buttonStatus > 599) {
+        std::fprintf(stderr, "tandri-demo: unknown --auto mode or bad --button-status\n");
+        std::exit(2);
     }
     return o;
 }
@@ -149,6 +171,24 @@ class MerchantPageController : public ViewController, public UIDelegate {
     }
 };
 
+/// The first web view shown on a screen, in drawing order.
+std::shared_ptr<WebView> webViewOn(const std::shared_ptr<View>& view) {
+    if (!view) return nullptr;
+    if (auto host = std::dynamic_pointer_cast<WebViewHost>(view); host && host->webView())
+        return host->webView();
+    for (const auto& sub : view->subviews())
+        if (auto found = webViewOn(sub)) return found;
+    return nullptr;
+}
+
+/// Whether `view` is in `screen`'s tree with nothing on the way up hidden.
+bool shownOn(const std::shared_ptr<View>& view, const std::shared_ptr<View>& screen) {
+    auto v = view;
+    for (; v && v != screen; v = v->superview())
+        if (v->isHidden()) return false;
+    return v != nullptr;
+}
+
 }  // namespace
 
 namespace {
@@ -184,7 +224,9 @@ int main(int argc, char** argv) {
     char work[] = "/tmp/tandri-demo-XXXXXX";
     if (mkdtemp(work) == nullptr) return 1;
     demo::SandboxServer sandbox;
-    const bool sandboxStarted = sandbox.start(TANDRI_SOURCE_DIR, work, options.autoMode);
+    const bool sandboxStarted = sandbox.start(
+        TANDRI_SOURCE_DIR, work, options.autoMode == "cached-button" ? "" : options.autoMode,
+        options.buttonStatus);
     startup.sandboxUp = std::chrono::steady_clock::now();
     if (!sandboxStarted) {
         std::fprintf(stderr, "the sandbox checkout server did not start (is node installed?)\n");
@@ -257,41 +299,53 @@ int main(int argc, char** argv) {
     bool done = false;
     int exitStatus = 1;
     const std::string wanted =
-        "payment." + (options.autoMode.empty() ? std::string("success") : options.autoMode);
+        options.autoMode == "spinner-cancel"
+            ? "payment.cancel"
+            : "payment." + (options.autoMode.empty() ? std::string("success") : options.autoMode);
+    // What the checkout page showed: the user it remembered from an earlier run, and whether it
+    // was ever on screen at all.
+    std::optional<std::string> rememberedUser;
+    bool sawCheckout = false;
     auto report = [&](const std::string& status, Dictionary summary) {
         summary.set("status", Value(status));
+        if (options.autoMode != "cached-button") {
+            summary.set("checkoutShown", Value(sawCheckout));
+            summary.set("rememberedUser", rememberedUser ? Value(*rememberedUser) : Value());
+        }
         std::printf("%s\n", json::write(Value(summary))->c_str());
         std::fflush(stdout);
-        exitStatus = status == wanted ? 0 : 3;
+        // A loading screen closed by a person never shows the checkout.
+        exitStatus =
+            status == wanted && !(options.autoMode == "spinner-cancel" && sawCheckout) ? 0 : 3;
         done = true;
     };
     bool launched = false;
     std::function<void()> release;
+    // The host's ready handler, for the button and for a manual session: first the launch
+    // closure; once launched, the answer closure, which lets the page go on at once (and is kept:
+    // a manual session lives as long as it does). A re-armed button hands a new launch closure.
+    auto onReady = [&](std::function<void()> closure) {
+        if (!launched) {
+            launch = std::move(closure);
+        } else {
+            launched = false;
+            release = std::move(closure);
+            release();
+        }
+    };
+    auto startCheckout = [&] {
+        if (!launch || launched) return;
+        launched = true;
+        launch();
+    };
     if (options.manual) {
         cart->ownPay->setBackgroundColor(Color{0.09, 0.45, 0.33, 1, {}});
         cart->ownPay->setImage(imageNamed("mini_tandri_checkout"));
         cart->ownPay->setImageEdgeInsets({12, 150, 12, 150});
         cart->ownPay->setAccessibilityLabel(std::string("Pay with my store's own button"));
-        cart->ownPay->addAction(ControlEvent::TouchUpInside, [&] {
-            if (!launch || launched) return;
-            launched = true;
-            launch();
-        });
+        cart->ownPay->addAction(ControlEvent::TouchUpInside, startCheckout);
         TandriCheckoutSDK::configureManualCheckoutSessionWithProfile(
-            profile, purchase, cart,
-            // First the launch closure; once launched, the answer closure, which lets the page
-            // go on at once (and is kept: the session lives as long as it does).
-            [&](std::function<void()> closure) {
-                if (!launched) {
-                    launch = std::move(closure);
-                } else {
-                    // Kept until the checkout ends: it is what keeps the session alive.
-                    launched = false;
-                    release = std::move(closure);
-                    release();
-                }
-            },
-            [&](const TandriCheckoutResult& result) {
+            profile, purchase, cart, onReady, [&](const TandriCheckoutResult& result) {
                 Dictionary summary;
                 summary.set("flow", Value("manual"));
                 summary.set("last4", result.lastFourDigits().value_or(Value()));
@@ -300,13 +354,7 @@ int main(int argc, char** argv) {
     }
     if (!options.hybrid && !options.manual)
         cart->button->onCheckoutWithProfile(
-            profile, purchase, cart,
-            [&launch](std::function<void()> closure) {
-                if (!launch) launch = closure;
-            },
-            [&launch] {
-                if (launch) launch();
-            },
+            profile, purchase, cart, onReady, startCheckout,
             [&](const TandriCheckoutResult& result) {
                 auto last4 = result.lastFourDigits();
                 auto brand = result.paymentType();
@@ -354,6 +402,10 @@ int main(int argc, char** argv) {
     std::optional<bool> writing;
     bool reading = false;
     auto lastRead = std::chrono::steady_clock::now();
+    bool readingCheckout = false;
+    auto lastCheckoutRead = std::chrono::steady_clock::now();
+    bool spinnerClosed = false;
+    bool checkingSaved = false;
     while (true) {
         g_main_context_iteration(nullptr, FALSE);
         if (!g_main_context_pending(nullptr)) g_usleep(2000);
@@ -369,11 +421,99 @@ int main(int argc, char** argv) {
             lastScreen = screen;
             settledSince = std::chrono::steady_clock::now();
         }
+        // The checkout page says whom it remembered from an earlier run.
+        if (screen == "checkout") sawCheckout = true;
+        if (screen == "checkout" && !readingCheckout && elapsed(lastCheckoutRead) > 0.3) {
+            if (auto page = webViewOn(top->view())) {
+                readingCheckout = true;
+                lastCheckoutRead = std::chrono::steady_clock::now();
+                page->evaluateJavaScript(
+                    "(function(){var w=document.getElementById('welcome');"
+                    "return w&&w.dataset.user||'';})()",
+                    [&](const std::optional<Value>& user, const std::optional<std::string>&) {
+                        readingCheckout = false;
+                        if (user && user->isString() && !user->asString().empty())
+                            rememberedUser = user->asString();
+                    });
+            }
+        }
+        // A person who does not wait for a slow checkout closes the loading screen.
+        if (options.autoMode == "spinner-cancel" && screen == "loading" && !spinnerClosed &&
+            elapsed(settledSince) > 1.0 && !writing) {
+            if (auto spinner = std::dynamic_pointer_cast<LoadingSpinnerViewController>(top);
+                spinner && spinner->closeButton) {
+                const Rect b = frameInRoot(*spinner->closeButton);
+                spinnerClosed = presenter->tap(b.x + b.width / 2, b.y + b.height / 2);
+            }
+        }
+        // After a restart: is the page saved by the last run what the button shows?
+        if (options.autoMode == "cached-button" && !done && !checkingSaved && startup.reported &&
+            screen == "cart" && elapsed(settledSince) > 1.5) {
+            auto saved = TandriCheckoutSDK::cachedWebviewIfMade();
+            auto savedHost = TandriCheckoutSDK::cachedWebviewHost();
+            const bool savedShown = saved && savedHost && shownOn(savedHost, cart->view());
+            const bool liveShown = cart->button->liveWebViewHost &&
+                                   shownOn(cart->button->liveWebViewHost, cart->view());
+            checkingSaved = true;
+            // What a person sees: the colour at the button's left, halfway down, in a picture of
+            // the window (the saved page paints it; without it the cart's background shows
+            // through).
+            auto finish = [&, savedShown, liveShown](const std::string& text) {
+                const std::string picture = std::string(work) + "/button.png";
+                writing = false;
+                presenter->writeSnapshot(
+                    picture, [&, savedShown, liveShown, text, picture](bool written) {
+                        writing.reset();
+                        std::optional<std::array<int, 3>> middle;
+                        std::ifstream in(picture, std::ios::binary);
+                        ByteBuffer bytes((std::istreambuf_iterator<char>(in)),
+                                         std::istreambuf_iterator<char>());
+                        auto image =
+                            written ? linux_platform::StbImageCodec().decode(bytes) : std::nullopt;
+                        const Rect b = frameInRoot(*cart->button);
+                        const int x = static_cast<int>(b.x + 12);  // clear of the label
+                        const int y = static_cast<int>(b.y + b.height / 2);
+                        if (image && x >= 0 && y >= 0 && x < image->width && y < image->height) {
+                            const auto* px =
+                                &image->rgba[(static_cast<std::size_t>(y) * image->width + x) * 4];
+                            middle = {px[0], px[1], px[2]};
+                        }
+                        char hex[8] = "";
+                        if (middle)
+                            std::snprintf(hex, sizeof hex, "#%02x%02x%02x", (*middle)[0],
+                                          (*middle)[1], (*middle)[2]);
+                        const bool painted = middle && (std::abs((*middle)[0] - 0xf4) > 40 ||
+                                                        std::abs((*middle)[1] - 0xf5) > 40 ||
+                                                        std::abs((*middle)[2] - 0xf8) > 40);
+                        Dictionary summary;
+                        summary.set("savedPageShown", Value(savedShown));
+                        summary.set("livePageShown", Value(liveShown));
+                        summary.set("savedPageText", Value(text));
+                        summary.set("buttonColor", middle ? Value(hex) : Value());
+                        summary.set("accessibilityLabel",
+                                    cart->button->accessibilityLabel()
+                                        ? Value(*cart->button->accessibilityLabel())
+                                        : Value());
+                        report("cached-button", summary);
+                        exitStatus = savedShown && !liveShown && !text.empty() && painted ? 0 : 3;
+                    });
+            };
+            if (!saved) {
+                finish("");
+            } else {
+                saved->evaluateJavaScript(
+                    "document.body?document.body.innerText.trim():''",
+                    [finish](const std::optional<Value>& text, const std::optional<std::string>&) {
+                        finish(text && text->isString() ? text->asString() : "");
+                    });
+            }
+        }
         // The cart waits for its pages; the loading and checkout screens are brief in the
         // automatic modes.
-        const bool settled =
-            elapsed(settledSince) >
-            (screen == "cart" || screen == "merchant" || screen == "result" ? 1.5 : 0.4);
+        const bool settled = elapsed(settledSince) >
+                             (screen == "cart" || screen == "merchant" || screen == "result" ? 1.5
+                              : screen == "loading"                                          ? 0.1
+                                                                                             : 0.4);
         if (!options.screenshots.empty() && settled && !writing && screen != "" &&
             (shot == 0 || (screen != "cart" && screen != "merchant"))) {
             static std::string lastShot;
@@ -405,8 +545,8 @@ int main(int argc, char** argv) {
                     if (line.rfind("Payment failed", 0) == 0) report("payment.error", summary);
                 });
         }
-        if (!options.hybrid && !options.autoMode.empty() && !tapped && screen == "cart" &&
-            settled && launch && !writing) {
+        if (!options.hybrid && !options.autoMode.empty() && options.autoMode != "cached-button" &&
+            !tapped && screen == "cart" && settled && launch && !writing) {
             // A tap at the middle of the button, through the window's hit testing.
             const Rect b = frameInRoot(*cart->payControl());
             tapped = presenter->tap(b.x + b.width / 2, b.y + b.height / 2);

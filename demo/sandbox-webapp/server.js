@@ -24,20 +24,28 @@ const USAGE = `usage: server.js --cert-dir DIR [options]
   --port N               HTTPS port, 0 for any free one        (default 0)
   --http-port N          plain HTTP port                       (default 0)
   --proxy-port N         proxy port                            (default 0)
-  --auto MODE            default automatic mode of the pages: success, cancel, error (default off)
+  --auto MODE            default automatic mode of the pages: success, cancel, error, or
+                         spinner-cancel (the checkout answers only after 60 s, so the loading
+                         screen stays up until a person closes it) (default off)
+  --button-status N      answer the button page with HTTP status N and no page (default 200)
   --log FILE             also append every recorded request to FILE as JSON lines
   --keep-running         do not exit when stdin closes`;
+
+const AUTO_MODES = ['', 'success', 'cancel', 'error', 'spinner-cancel'];
+// How long a checkout in the spinner-cancel mode keeps its caller waiting.
+const SLOW_CHECKOUT_MS = 60000;
 
 function parseArgs(argv) {
   const opts = {
     domain: 'tandri.test', checkoutHost: null, foreignHost: 'evil.test',
     merchantHost: 'shop.merchant.test', port: 0, httpPort: 0, proxyPort: 0,
-    certDir: null, auto: '', log: null, keepRunning: false,
+    certDir: null, auto: '', log: null, keepRunning: false, buttonStatus: 200,
   };
   const names = {
     '--domain': 'domain', '--checkout-host': 'checkoutHost', '--foreign-host': 'foreignHost',
     '--merchant-host': 'merchantHost', '--port': 'port', '--http-port': 'httpPort',
     '--proxy-port': 'proxyPort', '--cert-dir': 'certDir', '--auto': 'auto', '--log': 'log',
+    '--button-status': 'buttonStatus',
   };
   for (let i = 0; i < argv.length; i++) {
     let arg = argv[i];
@@ -52,12 +60,15 @@ function parseArgs(argv) {
       if (i + 1 >= argv.length) throw new Error(`${arg} needs a value`);
       value = argv[++i];
     }
-    opts[key] = /port$/i.test(key) ? Number(value) : value;
+    opts[key] = /(port|Status)$/.test(key) ? Number(value) : value;
   }
   if (!opts.certDir) throw new Error('--cert-dir is required');
   if (opts.domain.split('.').length !== 2) throw new Error('--domain must have two labels');
   if (!opts.checkoutHost) opts.checkoutHost = `checkout.${opts.domain}`;
-  if (!['', 'success', 'cancel', 'error'].includes(opts.auto)) throw new Error('bad --auto');
+  if (!AUTO_MODES.includes(opts.auto)) throw new Error('bad --auto');
+  if (!Number.isInteger(opts.buttonStatus) || opts.buttonStatus < 200 || opts.buttonStatus > 599) {
+    throw new Error('bad --button-status');
+  }
   for (const p of ['port', 'httpPort', 'proxyPort']) {
     if (!Number.isInteger(opts[p]) || opts[p] < 0 || opts[p] > 65535) throw new Error(`bad ${p}`);
   }
@@ -192,9 +203,20 @@ function makeApp(opts, log) {
       if (req.method !== 'GET' && req.method !== 'POST') {
         return send(res, 405, 'text/plain', 'method not allowed\n', { Allow: 'GET, POST' });
       }
+      if (url.searchParams.get('auto') === 'spinner-cancel') {
+        // A slow checkout: the loading screen stays until a person closes it.
+        await new Promise((resolve) => {
+          const timer = setTimeout(resolve, SLOW_CHECKOUT_MS);
+          res.once('close', () => { clearTimeout(timer); resolve(); });
+        });
+        if (res.destroyed) return undefined;
+      }
       const request = { method: req.method, query: url.search, body: entry.body };
       try { request.json = JSON.parse(entry.body); } catch (e) { request.json = null; }
       return send(res, 200, types['.html'], page(file, scheme, host, request));
+    }
+    if (pathname === '/checkout-widget/mobile-button' && opts.buttonStatus !== 200) {
+      return send(res, opts.buttonStatus, 'text/plain; charset=utf-8', 'button page unavailable\n');
     }
     if (req.method !== 'GET' && req.method !== 'HEAD') {
       return send(res, 405, 'text/plain', 'method not allowed\n', { Allow: 'GET' });

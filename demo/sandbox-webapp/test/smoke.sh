@@ -116,6 +116,19 @@ check "automatic mode claimed once, then re-armed" '{"auto":"cancel"} 200|{"auto
   "$(claim POST)|$(claim POST)|$(claim DELETE)|$(claim POST)"
 exec 4>&-
 
+# --button-status fails the button page alone; spinner-cancel checkouts keep their caller waiting.
+exec 5> >(exec node "$here/server.js" --cert-dir "$tmp/certs" --button-status 404 >"$tmp/out3" 2>/dev/null)
+for _ in $(seq 150); do [ -s "$tmp/out3" ] && break; sleep 0.1; done
+proxy3=$(node -e 'console.log(JSON.parse(process.argv[1]).proxy)' "$(head -n1 "$tmp/out3")")
+c3() { curl -s --proxy "$proxy3" --cacert "$tmp/certs/ca.pem" -o /dev/null -w '%{http_code}' "$@"; }
+check "button page answers the asked status, other pages do not" "404 200 200" \
+  "$(c3 --max-time 10 "$base/checkout-widget/mobile-button?color=standard") $(c3 --max-time 10 "$base/checkout") $(c3 --max-time 10 "$base/checkout?auto=success")"
+check "a spinner-cancel checkout is still unanswered after 2 s" "000" \
+  "$(c3 --max-time 2 -X POST --data '{}' "$base/checkout?auto=spinner-cancel")"
+exec 5>&-
+node "$here/server.js" --cert-dir "$tmp/certs" --button-status 99 </dev/null >/dev/null 2>&1
+check "bad button status refused" 2 $?
+
 # Closing stdin stops the server.
 exec 3>&-
 for _ in $(seq 150); do kill -0 "$server_pid" 2>/dev/null || break; sleep 0.1; done
