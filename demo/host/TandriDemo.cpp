@@ -40,6 +40,7 @@
 #include "Core/Views/Layout.hpp"
 #include "Core/Views/ViewController.hpp"
 #include "Platform/Gtk/GioURLOpener.hpp"
+#include "Platform/Gtk/GtkCookies.hpp"
 #include "Platform/Gtk/GtkLifecycle.hpp"
 #include "Platform/Gtk/GtkMainQueue.hpp"
 #include "Platform/Gtk/GtkPresenter.hpp"
@@ -241,15 +242,17 @@ int main(int argc, char** argv) {
     gtk_window_set_default_size(GTK_WINDOW(window), 420, 760);
     Platform ports;
     ports.mainQueue = std::make_shared<gtk::GtkMainQueue>();
-    auto factory = std::make_shared<gtk::GtkWebViewFactory>(
-        gtk::NetworkSettings{sandbox.proxy, sandbox.leaf, sandbox.hosts()});
-    ports.webViews = factory;
     const char* dataHome = std::getenv("XDG_DATA_HOME");
     std::string appData =
         (dataHome
              ? std::string(dataHome)
              : std::string(std::getenv("HOME") ? std::getenv("HOME") : "/tmp") + "/.local/share") +
         "/tandri-demo";
+    // The pages' own cookies and local storage are kept with the application's data.
+    auto factory = std::make_shared<gtk::GtkWebViewFactory>(
+        gtk::NetworkSettings{sandbox.proxy, sandbox.leaf, sandbox.hosts()}, appData + "/webkit");
+    ports.webViews = factory;
+    ports.cookies = std::make_shared<gtk::GtkCookies>(factory->context());
     if (!linux_storage::installStoragePorts(ports, "tandri-demo",
                                             linux_storage::backendFromEnvironment())) {
         std::fprintf(stderr, "the store did not open\n");
@@ -305,12 +308,14 @@ int main(int argc, char** argv) {
     // What the checkout page showed: the user it remembered from an earlier run, and whether it
     // was ever on screen at all.
     std::optional<std::string> rememberedUser;
+    std::optional<Value> pageVisits;
     bool sawCheckout = false;
     auto report = [&](const std::string& status, Dictionary summary) {
         summary.set("status", Value(status));
         if (options.autoMode != "cached-button") {
             summary.set("checkoutShown", Value(sawCheckout));
             summary.set("rememberedUser", rememberedUser ? Value(*rememberedUser) : Value());
+            summary.set("pageVisits", pageVisits.value_or(Value()));
         }
         std::printf("%s\n", json::write(Value(summary))->c_str());
         std::fflush(stdout);
@@ -429,11 +434,19 @@ int main(int argc, char** argv) {
                 lastCheckoutRead = std::chrono::steady_clock::now();
                 page->evaluateJavaScript(
                     "(function(){var w=document.getElementById('welcome');"
-                    "return w&&w.dataset.user||'';})()",
-                    [&](const std::optional<Value>& user, const std::optional<std::string>&) {
+                    "var v=document.getElementById('visits').dataset;"
+                    "return JSON.stringify({user:w&&w.dataset.user||'',"
+                    "visits:v.storage?{localStorage:+v.storage,cookie:+v.cookie}:null});})()",
+                    [&](const std::optional<Value>& text, const std::optional<std::string>&) {
                         readingCheckout = false;
+                        auto seen =
+                            text && text->isString() ? json::parse(text->asString()) : std::nullopt;
+                        if (!seen || !seen->isDictionary()) return;
+                        const Value* user = seen->asDictionary().find("user");
                         if (user && user->isString() && !user->asString().empty())
                             rememberedUser = user->asString();
+                        const Value* visits = seen->asDictionary().find("visits");
+                        if (visits && visits->isDictionary()) pageVisits = *visits;
                     });
             }
         }

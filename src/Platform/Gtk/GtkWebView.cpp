@@ -272,8 +272,24 @@ void GtkWebView::onClose(WebKitWebView*, gpointer self) {
     if (auto delegate = view->uiDelegate()) delegate->webViewDidClose(*view);
 }
 
-GtkWebViewFactory::GtkWebViewFactory(NetworkSettings settings) : settings_(std::move(settings)) {
-    context_ = webkit_web_context_new_ephemeral();
+GtkWebViewFactory::GtkWebViewFactory(NetworkSettings settings, std::string dataDirectory)
+    : settings_(std::move(settings)) {
+    if (dataDirectory.empty()) {
+        context_ = webkit_web_context_new_ephemeral();
+    } else {
+        // Private to the user, like the library's own store.
+        g_mkdir_with_parents(dataDirectory.c_str(), 0700);
+        const std::string data = dataDirectory + "/data";
+        const std::string cache = dataDirectory + "/cache";
+        WebKitWebsiteDataManager* manager = webkit_website_data_manager_new(
+            "base-data-directory", data.c_str(), "base-cache-directory", cache.c_str(), nullptr);
+        context_ = webkit_web_context_new_with_website_data_manager(manager);
+        g_object_unref(manager);
+        const std::string cookies = dataDirectory + "/cookies.sqlite";
+        webkit_cookie_manager_set_persistent_storage(
+            webkit_web_context_get_cookie_manager(context_), cookies.c_str(),
+            WEBKIT_COOKIE_PERSISTENT_STORAGE_SQLITE);
+    }
     ScriptChannel::prepareContext(context_, kChannel);
     settings_.applyTo(context_);
 }

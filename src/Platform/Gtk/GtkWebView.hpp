@@ -62,8 +62,10 @@ class GtkWebView : public WebView {
 
 class GtkWebViewFactory : public WebViewFactory {
   public:
-    /// Must be made before any web view exists in the process.
-    explicit GtkWebViewFactory(NetworkSettings settings = {});
+    /// Must be made before any web view exists in the process. With a `dataDirectory` the pages'
+    /// cookies, local storage and caches are kept there (cookies in "cookies.sqlite") and
+    /// survive a restart; without one nothing is written to disk.
+    explicit GtkWebViewFactory(NetworkSettings settings = {}, std::string dataDirectory = {});
     ~GtkWebViewFactory() override;
 
     std::shared_ptr<WebViewConfiguration> makeConfiguration() override;

@@ -1,0 +1,137 @@
+// The cookies port over WebKit's cookie manager, and a persistent context whose cookies and
+// local storage survive a restart of the application.
+
+#include <gtest/gtest.h>
+#include <gtk/gtk.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+#include "EngineFixture.hpp"
+#include "Platform/Gtk/GtkCookies.hpp"
+#include "Platform/Gtk/GtkWebView.hpp"
+
+namespace tandri::gtk {
+namespace {
+
+using testing::spinUntil;
+using namespace std::chrono_literals;
+
+std::string evaluate(WebView& view, const std::string& script) {
+    // Shared with the answer, which may come after this has given up waiting.
+    auto out = std::make_shared<std::optional<std::string>>();
+    view.evaluateJavaScript(script, [out](const std::optional<Value>& v, const auto& error) {
+        *out = v && v->isString() ? v->asString() : "<" + error.value_or("not a string") + ">";
+    });
+    spinUntil([&] { return out->has_value(); }, 5s);
+    return out->value_or("<no answer>");
+}
+
+void loadPage(WebView& view) {
+    view.loadHTMLString("<html><body>shop</body></html>", std::string("https://shop.test/cart"));
+    // Until then the view may still show its first, empty document.
+    ASSERT_TRUE(spinUntil(
+        [&] {
+            return evaluate(view, "location.href+' '+document.readyState") ==
+                   "https://shop.test/cart complete";
+        },
+        10s));
+}
+
+bool has(const std::vector<Cookie>& list, const std::string& name, const std::string& value) {
+    return std::any_of(list.begin(), list.end(),
+                       [&](const Cookie& c) { return c.name == name && c.value == value; });
+}
+
+TEST(GtkCookies, FollowsTheEngineAndTheEngineFollowsThePort) {
+    gtk_init(nullptr, nullptr);
+    GtkWebViewFactory factory;
+    GtkCookies cookies(factory.context());
+    auto page = factory.makeWebView();
+    loadPage(*page);
+
+    // A page's own cookie reaches the port's copy through the engine's change signal.
+    evaluate(*page, "document.cookie='theme=dark; path=/', 'ok'");
+    ASSERT_TRUE(spinUntil([&] { return has(cookies.cookies(), "theme", "dark"); }, 5s));
+
+    // One set through the port is there at once, and the page sees it once the engine has it.
+    Cookie sid{"sid", "42", "shop.test", "/", false, false, std::nullopt};
+    cookies.setCookie(sid);
+    EXPECT_TRUE(has(cookies.cookies(), "sid", "42"));
+    ASSERT_TRUE(spinUntil([&] { return cookies.upToDate(); }, 5s));
+    EXPECT_TRUE(has(cookies.cookies(), "sid", "42")) << "the engine's copy keeps it";
+    EXPECT_NE(evaluate(*page, "document.cookie").find("sid=42"), std::string::npos);
+
+    // Replacing keeps one cookie per name, domain and path.
+    sid.value = "43";
+    cookies.setCookie(sid);
+    ASSERT_TRUE(spinUntil([&] { return cookies.upToDate(); }, 5s));
+    auto all = cookies.cookies();
+    EXPECT_EQ(std::count_if(all.begin(), all.end(), [](auto& c) { return c.name == "sid"; }), 1);
+    EXPECT_EQ(cookies.cookiesForURL("https://shop.test/cart").size(), 2u);
+    EXPECT_TRUE(cookies.cookiesForURL("https://other.test/").empty());
+
+    // Deleting takes it from the copy at once and from the page after.
+    cookies.deleteCookie(sid);
+    EXPECT_FALSE(has(cookies.cookies(), "sid", "43"));
+    ASSERT_TRUE(spinUntil([&] { return cookies.upToDate(); }, 5s));
+    EXPECT_EQ(evaluate(*page, "document.cookie"), "theme=dark");
+
+    // Under the Never policy nothing is stored.
+    cookies.setAcceptPolicy(CookieAcceptPolicy::Never);
+    EXPECT_EQ(cookies.acceptPolicy(), CookieAcceptPolicy::Never);
+    cookies.setCookie({"late", "1", "shop.test", "/", false, false, std::nullopt});
+    EXPECT_FALSE(has(cookies.cookies(), "late", "1"));
+}
+
+// One run of an application on a data directory (started by the test below as a process of its
+// own): "write" leaves a cookie and a local storage item, "read" expects to find both.
+TEST(GtkCookies, OneRunOnADataDirectory) {
+    const char* phase = std::getenv("TANDRI_COOKIE_RUN");
+    const char* dir = std::getenv("TANDRI_COOKIE_DIR");
+    if (phase == nullptr || dir == nullptr) GTEST_SKIP() << "run by the restart test";
+    gtk_init(nullptr, nullptr);
+    GtkWebViewFactory factory({}, dir);
+    GtkCookies cookies(factory.context());
+    auto page = factory.makeWebView();
+    loadPage(*page);
+    if (std::string(phase) == "write") {
+        evaluate(*page,
+                 "document.cookie='visit=1; path=/; max-age=3600';"
+                 "localStorage.setItem('seen','yes'), 'ok'");
+        EXPECT_TRUE(spinUntil([&] { return has(cookies.cookies(), "visit", "1"); }, 5s));
+        // Let the engine write its stores before the process ends.
+        testing::settle(500ms);
+    } else {
+        EXPECT_TRUE(spinUntil([&] { return has(cookies.cookies(), "visit", "1"); }, 5s));
+        EXPECT_NE(evaluate(*page, "document.cookie").find("visit=1"), std::string::npos);
+        EXPECT_EQ(evaluate(*page, "localStorage.getItem('seen')||'none'"), "yes");
+    }
+}
+
+TEST(GtkCookies, APersistentContextKeepsCookiesAndLocalStorageAcrossRestarts) {
+    auto dir =
+        std::filesystem::temp_directory_path() / ("tandri-webkit-" + std::to_string(::getpid()));
+    std::filesystem::remove_all(dir);
+    auto run = [&](const char* phase) {
+        const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
+        const std::string command = "TANDRI_COOKIE_RUN=" + std::string(phase) +
+                                    " TANDRI_COOKIE_DIR='" + dir.string() + "' '" + self +
+                                    "' --gtest_filter=GtkCookies.OneRunOnADataDirectory";
+        return std::system((command + " >/dev/null 2>&1").c_str());
+    };
+    EXPECT_EQ(run("write"), 0);
+    EXPECT_EQ(std::filesystem::status(dir).permissions() & std::filesystem::perms::all,
+              std::filesystem::perms::owner_all)
+        << "the pages' data is private to the user";
+    EXPECT_TRUE(std::filesystem::exists(dir / "cookies.sqlite"));
+    EXPECT_EQ(run("read"), 0);
+    // A fresh directory has neither: the read run fails there.
+    std::filesystem::remove_all(dir);
+    EXPECT_NE(run("read"), 0);
+    std::filesystem::remove_all(dir);
+}
+
+}  // namespace
+}  // namespace tandri::gtk
