@@ -69,6 +69,9 @@ TEST_F(CheckoutBridgeTest, TheRequestCarriesItsMethodHeadersAndBodyAfterTheUserA
         JSBridge::kChannelName));
     EXPECT_EQ(post->messageHandlers.size(), 3u);
     EXPECT_TRUE(post->messageHandlers.count("newCardArt"));
+    // The checkout page scrolls but never zooms.
+    EXPECT_TRUE(post->webView->scrollEnabled());
+    EXPECT_FALSE(post->webView->zoomEnabled());
 
     // Only exactly "POST" sends the body; without a method the request stays a GET.
     auto lower = make("post");

@@ -172,6 +172,7 @@ TEST_F(EntryPointsTest, TheButtonLoadsItsPageCachesItsCopyAndRearmsAfterACancel)
 
     auto page = button->bridge->webView;
     auto& view = static_cast<SimulatedWebView&>(*page);
+    EXPECT_FALSE(page->scrollEnabled() || page->zoomEnabled()) << "the button page stays put";
     EXPECT_EQ(view.respond({*button->resolvedButtonUrl, 404, true}),
               NavigationResponsePolicy::Cancel);
     EXPECT_NE(log.back().find("Status code: 404"), std::string::npos);

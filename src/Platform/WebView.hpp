@@ -183,14 +183,18 @@ class WebView : public std::enable_shared_from_this<WebView> {
         configuration()->preferences.javaScriptCanOpenWindowsAutomatically = on;
     }
 
-    /// Scrolling and zooming by the user; checkout and button views turn both off.
+    /// Scrolling by the user; the button's view turns it off.
     virtual void setScrollEnabled(bool enabled) { scrollEnabled_ = enabled; }
     bool scrollEnabled() const { return scrollEnabled_; }
+    /// Zooming by the user (pinch, ctrl+wheel); the button's and the checkout's views turn it off.
+    virtual void setZoomEnabled(bool enabled) { zoomEnabled_ = enabled; }
+    bool zoomEnabled() const { return zoomEnabled_; }
 
   private:
     std::weak_ptr<NavigationDelegate> navigationDelegate_;
     std::weak_ptr<UIDelegate> uiDelegate_;
     bool scrollEnabled_ = true;
+    bool zoomEnabled_ = true;
 };
 
 /// Makes web views: with a fresh default configuration, or sharing one.

@@ -15,18 +15,9 @@
 namespace tandri::gtk {
 namespace {
 
+using testing::evaluate;
 using testing::spinUntil;
 using namespace std::chrono_literals;
-
-std::string evaluate(WebView& view, const std::string& script) {
-    // Shared with the answer, which may come after this has given up waiting.
-    auto out = std::make_shared<std::optional<std::string>>();
-    view.evaluateJavaScript(script, [out](const std::optional<Value>& v, const auto& error) {
-        *out = v && v->isString() ? v->asString() : "<" + error.value_or("not a string") + ">";
-    });
-    spinUntil([&] { return out->has_value(); }, 5s);
-    return out->value_or("<no answer>");
-}
 
 void loadPage(WebView& view) {
     view.loadHTMLString("<html><body>shop</body></html>", std::string("https://shop.test/cart"));

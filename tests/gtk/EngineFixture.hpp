@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Platform/Gtk/ScriptChannel.hpp"
+#include "Platform/WebView.hpp"
 
 namespace tandri::gtk::testing {
 
@@ -22,6 +23,17 @@ inline bool spinUntil(const std::function<bool()>& done, std::chrono::millisecon
         if (!g_main_context_pending(nullptr)) g_usleep(1000);
     }
     return true;
+}
+
+/// A script's string result, or its error in angle brackets.
+inline std::string evaluate(WebView& view, const std::string& script) {
+    // Shared with the answer, which may come after this has given up waiting.
+    auto out = std::make_shared<std::optional<std::string>>();
+    view.evaluateJavaScript(script, [out](const std::optional<Value>& v, const auto& error) {
+        *out = v && v->isString() ? v->asString() : "<" + error.value_or("not a string") + ">";
+    });
+    spinUntil([&] { return out->has_value(); }, std::chrono::seconds(5));
+    return out->value_or("<no answer>");
 }
 
 // Lets late arrivals come in, for checks that something did not happen.

@@ -57,6 +57,7 @@ void CheckoutWebViewBridge::becomeDelegates() {
     auto self = std::static_pointer_cast<CheckoutWebViewBridge>(shared_from_this());
     webView->setNavigationDelegate(std::static_pointer_cast<NavigationDelegate>(self));
     webView->setUIDelegate(std::static_pointer_cast<UIDelegate>(self));
+    webView->setZoomEnabled(false);  // the checkout page scrolls but never zooms
 }
 
 void CheckoutWebViewBridge::loadAfterUserAgent(const URLRequest& request,

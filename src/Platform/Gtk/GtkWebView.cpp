@@ -72,6 +72,8 @@ GtkWebView::GtkWebView(GtkWebViewFactory& factory,
     g_signal_connect(view_, "decide-policy", G_CALLBACK(onDecidePolicy), this);
     g_signal_connect(view_, "create", G_CALLBACK(onCreate), this);
     g_signal_connect(view_, "close", G_CALLBACK(onClose), this);
+    // Before the engine's own handlers, so a view with scrolling off never sees the gestures.
+    g_signal_connect(view_, "event", G_CALLBACK(onInputEvent), this);
     ScriptChannel::connect(view_, [this](WebKitWebView*, const ChannelPost& post) {
         auto* controller = dynamic_cast<HandlerTableContentController*>(
             configuration_->userContentController.get());
@@ -265,6 +267,24 @@ GtkWidget* GtkWebView::onCreate(WebKitWebView* opener, WebKitNavigationAction* a
     view->factory_.opener_ = nullptr;
     auto* gtkView = dynamic_cast<GtkWebView*>(created.get());
     return gtkView != nullptr ? GTK_WIDGET(gtkView->view_) : nullptr;
+}
+
+gboolean GtkWebView::onInputEvent(GtkWidget*, GdkEvent* event, gpointer self) {
+    auto* view = static_cast<GtkWebView*>(self);
+    // ctrl+wheel is the desktop's zoom; the wheel, the touchpad's swipe and touch-screen drags
+    // scroll.
+    switch (event->type) {
+        case GDK_SCROLL:
+            if ((event->scroll.state & GDK_CONTROL_MASK) != 0) return !view->zoomEnabled();
+            return !view->scrollEnabled();
+        case GDK_TOUCHPAD_PINCH:
+            return !view->zoomEnabled();
+        case GDK_TOUCHPAD_SWIPE:
+        case GDK_TOUCH_UPDATE:
+            return !view->scrollEnabled();
+        default:
+            return FALSE;
+    }
 }
 
 void GtkWebView::onClose(WebKitWebView*, gpointer self) {

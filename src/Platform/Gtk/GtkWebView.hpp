@@ -49,6 +49,7 @@ class GtkWebView : public WebView {
                                    WebKitPolicyDecisionType type, gpointer self);
     static GtkWidget* onCreate(WebKitWebView*, WebKitNavigationAction* action, gpointer self);
     static void onClose(WebKitWebView*, gpointer self);
+    static gboolean onInputEvent(GtkWidget*, GdkEvent* event, gpointer self);
 
     GtkWebViewFactory& factory_;
     std::shared_ptr<WebViewConfiguration> configuration_;

@@ -126,6 +126,7 @@ void TandriCheckoutButton::setupBridge(std::shared_ptr<NativeLaunchConfiguration
         bridge->webView->setNavigationDelegate(std::shared_ptr<NavigationDelegate>(
             shared_from_this(), static_cast<NavigationDelegate*>(this)));
         bridge->webView->setScrollEnabled(false);
+        bridge->webView->setZoomEnabled(false);
     }
 
     containerView = View::make();
