@@ -15,6 +15,7 @@
 #pragma once
 
 #include <fuzzer/FuzzedDataProvider.h>
+#include <algorithm>
 
 #include <cctype>
 #include <cstdlib>
@@ -398,5 +399,17 @@ class BridgeFuzz {
     // With a hybrid host the merchant bridge answers every frame by design: no origin to check.
     bool hybrid_ = kind_ == BridgeKind::Merchant;
 };
+
+/// One fuzz input for a bridge of `kind`: scenario lines up to the first NUL, then the bytes
+/// that choose the messages and events.
+inline int fuzzOneInput(BridgeKind kind, const std::uint8_t* data, std::size_t size) {
+    const auto* text = reinterpret_cast<const char*>(data);
+    std::size_t cut = 0;
+    while (cut < size && text[cut] != '\0') ++cut;
+    const std::size_t rest = std::min(size, cut + 1);
+    FuzzedDataProvider input(data + rest, size - rest);
+    BridgeFuzz(kind, input).run(std::string_view(text, cut));
+    return 0;
+}
 
 }  // namespace tandri::fuzzing
