@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 #include "EngineFixture.hpp"
 #include "Platform/Gtk/GtkCookies.hpp"
@@ -76,6 +77,25 @@ TEST(GtkCookies, FollowsTheEngineAndTheEngineFollowsThePort) {
     EXPECT_FALSE(has(cookies.cookies(), "late", "1"));
 }
 
+// Whether a file under `dir` whose path there starts with `prefix` holds `text` (as UTF-8, or as
+// UTF-16 the way the engine keeps local storage).
+bool onDisk(const std::filesystem::path& dir, const std::string& prefix, const std::string& text) {
+    std::string wide;
+    for (char c : text) wide += std::string{c, '\0'};
+    std::error_code error;
+    for (auto it = std::filesystem::recursive_directory_iterator(dir, error);
+         !error && it != std::filesystem::recursive_directory_iterator(); it.increment(error)) {
+        if (!it->is_regular_file(error)) continue;
+        if (std::filesystem::relative(it->path(), dir).string().rfind(prefix, 0) != 0) continue;
+        std::ifstream in(it->path(), std::ios::binary);
+        std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        if (bytes.find(text) != std::string::npos || bytes.find(wide) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // One run of an application on a data directory (started by the test below as a process of its
 // own): "write" leaves a cookie and a local storage item, "read" expects to find both.
 TEST(GtkCookies, OneRunOnADataDirectory) {
@@ -92,8 +112,9 @@ TEST(GtkCookies, OneRunOnADataDirectory) {
                  "document.cookie='visit=1; path=/; max-age=3600';"
                  "localStorage.setItem('seen','yes'), 'ok'");
         EXPECT_TRUE(spinUntil([&] { return has(cookies.cookies(), "visit", "1"); }, 5s));
-        // Let the engine write its stores before the process ends.
-        testing::settle(500ms);
+        // The engine writes its stores in its own time: the run ends once both are on disk.
+        EXPECT_TRUE(spinUntil([&] { return onDisk(dir, "cookies.sqlite", "visit"); }, 20s));
+        EXPECT_TRUE(spinUntil([&] { return onDisk(dir, "data", "seen"); }, 20s));
     } else {
         EXPECT_TRUE(spinUntil([&] { return has(cookies.cookies(), "visit", "1"); }, 5s));
         EXPECT_NE(evaluate(*page, "document.cookie").find("visit=1"), std::string::npos);

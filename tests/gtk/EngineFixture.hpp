@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "Platform/Gtk/ScriptChannel.hpp"
@@ -74,6 +75,30 @@ class EngineFixture : public ::testing::Test {
         WebKitWebView* view;
         ChannelPost post;
     };
+
+    // Posts a marker from the view's main frame and waits until it has come in. One web process
+    // sends its posts in order, so everything its pages posted before the marker is in `received`
+    // by then: a check that nothing else came needs no waiting time. The marker itself is taken
+    // out again.
+    bool barrier(WebKitWebView* view) {
+        const std::string body = "{\"barrier\":" + std::to_string(++barriers) + "}";
+        const std::string script =
+            "window.webkit.messageHandlers.tandriMessage.postMessage(" + body + ")";
+        webkit_web_view_evaluate_javascript(view, script.c_str(), -1, nullptr, nullptr, nullptr,
+                                            nullptr, nullptr);
+        auto marker = [&] {
+            for (auto it = received.begin(); it != received.end(); ++it) {
+                if (it->view == view && it->post.bodyJson == body) return it;
+            }
+            return received.end();
+        };
+        if (!spinUntil([&] { return marker() != received.end(); }, std::chrono::seconds(20))) {
+            return false;
+        }
+        received.erase(marker());
+        return true;
+    }
+    int barriers = 0;
     WebKitWebContext* context = nullptr;
     std::vector<GtkWidget*> windows;
     std::vector<Received> received;

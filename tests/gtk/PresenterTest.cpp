@@ -109,12 +109,12 @@ TEST(GtkPresenter, PresentsTapsPicturesAndDismissesAControllerWithItsWebView) {
     // A second presentation from the covered host is refused and leaves the sheet on top.
     bool second = false;
     host->presentViewController(std::make_shared<ViewController>(), false, [&] { second = true; });
-    settle(std::chrono::milliseconds(100));
+    while (g_main_context_pending(nullptr)) g_main_context_iteration(nullptr, FALSE);
     EXPECT_FALSE(second);
     EXPECT_EQ(presenter->topViewController(), sheet);
 
-    // The picture: the sheet's red under and around the page, the page's own green inside.
-    settle(std::chrono::milliseconds(500));
+    // The picture: the sheet's red under and around the page, the page's own green inside. The
+    // page paints in its own time after its load: take pictures until its green shows.
     loaded = spinUntil(
         [&] {
             bool ready = false, answered = false;
@@ -129,12 +129,21 @@ TEST(GtkPresenter, PresentsTapsPicturesAndDismissesAControllerWithItsWebView) {
         std::chrono::seconds(10));
     ASSERT_TRUE(loaded);
     std::string path = "/tmp/tandri-presenter-" + std::to_string(getpid()) + ".png";
-    std::optional<bool> written;
-    presenter->writeSnapshot(path, [&](bool ok) { written = ok; });
-    ASSERT_TRUE(spinUntil([&] { return written.has_value(); }, std::chrono::seconds(10)));
-    ASSERT_TRUE(*written);
-    cairo_surface_t* shot = cairo_image_surface_create_from_png(path.c_str());
-    ASSERT_EQ(cairo_surface_status(shot), CAIRO_STATUS_SUCCESS);
+    cairo_surface_t* shot = nullptr;
+    auto snapshot = [&] {
+        if (shot != nullptr) cairo_surface_destroy(shot);
+        shot = nullptr;
+        std::optional<bool> written;
+        presenter->writeSnapshot(path, [&](bool ok) { written = ok; });
+        if (!spinUntil([&] { return written.has_value(); }, std::chrono::seconds(10)) ||
+            !*written) {
+            return false;
+        }
+        shot = cairo_image_surface_create_from_png(path.c_str());
+        return cairo_surface_status(shot) == CAIRO_STATUS_SUCCESS;
+    };
+    ASSERT_TRUE(spinUntil([&] { return snapshot() && pixelAt(shot, 200, 300) == 0x00ff00u; },
+                          std::chrono::seconds(20)));
     EXPECT_EQ(cairo_image_surface_get_width(shot), 400);
     EXPECT_EQ(cairo_image_surface_get_height(shot), 600);
     EXPECT_EQ(pixelAt(shot, 20, 50), 0xff0000u);

@@ -47,7 +47,7 @@ TEST_F(ScriptChannelTest, EachPostCarriesItsOwnFrameUri) {
     webkit_web_view_load_html(view, page, "https://shop.tandri.com/checkout?x=1");
     ASSERT_TRUE(spinUntil([&] { return received.size() >= 4; }, std::chrono::seconds(20)))
         << "posts received: " << received.size();
-    settle(std::chrono::milliseconds(200));
+    ASSERT_TRUE(barrier(view));
     ASSERT_EQ(received.size(), 4u);
 
     int top = 0, custom = 0, data = 0, empty = 0;
@@ -138,7 +138,7 @@ TEST_F(ScriptChannelTest, AStaleReferenceKeptByAPopupIsDropped) {
     ASSERT_TRUE(spinUntil([&] { return outcome.done; }, std::chrono::seconds(10)));
     // The pop-up really holds the old handler and calls it; only the channel drops it.
     EXPECT_EQ(outcome.value, "sent");
-    settle(std::chrono::milliseconds(300));
+    ASSERT_TRUE(barrier(popup));
     for (const auto& r : received) {
         ADD_FAILURE() << "stale post arrived from " << r.post.frameUri << ": " << r.post.bodyJson;
     }
@@ -200,14 +200,23 @@ TEST_F(EngineFixture, TheChannelLivesBesideTheHostsOwnEngineHandlers) {
         ASSERT_TRUE(spinUntil([&] { return host.posts == host.target; }, std::chrono::seconds(30)));
         // Nothing in the page holds the engine's namespace objects now: make the page's
         // collector run.
+        int collected = 0;
         for (int i = 0; i < 3; ++i) {
             webkit_web_view_evaluate_javascript(
                 view,
                 "(function(){ var a = []; for (var i = 0; i < 300000; ++i) a.push({i: i});"
                 " return a.length; })()",
-                -1, nullptr, nullptr, nullptr, nullptr, nullptr);
+                -1, nullptr, nullptr, nullptr,
+                +[](GObject* source, GAsyncResult* result, gpointer data) {
+                    if (JSCValue* value = webkit_web_view_evaluate_javascript_finish(
+                            WEBKIT_WEB_VIEW(source), result, nullptr)) {
+                        g_object_unref(value);
+                    }
+                    ++*static_cast<int*>(data);
+                },
+                &collected);
         }
-        settle(std::chrono::milliseconds(300));
+        ASSERT_TRUE(spinUntil([&] { return collected == 3; }, std::chrono::seconds(30)));
         std::string call = "ours('round" + std::to_string(round) + "')";
         webkit_web_view_evaluate_javascript(view, call.c_str(), -1, nullptr, nullptr, nullptr,
                                             nullptr, nullptr);

@@ -58,22 +58,29 @@ TEST(GtkWebViewScroll, ViewsWithScrollingOrZoomingOffDoNotMoveUnderTheirGestures
             },
             10s));
     }
-    settle(300ms);
 
+    // A view may not take wheel turns yet right after its load: turn both wheels until the free
+    // view has scrolled, so the fixed one got at least as many turns as moved the free one.
     auto scrolled = [](WebView& view) { return evaluate(view, "String(window.scrollY)"); };
-    for (int i = 0; i < 5; ++i) {
-        turnWheel(GTK_WIDGET(static_cast<GtkWebView&>(*free).widget()));
-        turnWheel(GTK_WIDGET(static_cast<GtkWebView&>(*fixed).widget()));
-    }
-    EXPECT_TRUE(spinUntil([&] { return scrolled(*free) != "0"; }, 5s))
+    EXPECT_TRUE(spinUntil(
+        [&] {
+            turnWheel(GTK_WIDGET(static_cast<GtkWebView&>(*free).widget()));
+            turnWheel(GTK_WIDGET(static_cast<GtkWebView&>(*fixed).widget()));
+            return scrolled(*free) != "0";
+        },
+        20s))
         << "the wheel reaches a view that scrolls";
     settle(500ms);
     EXPECT_EQ(scrolled(*fixed), "0");
 
     // Turned back on, the same view scrolls.
     fixed->setScrollEnabled(true);
-    for (int i = 0; i < 5; ++i) turnWheel(GTK_WIDGET(static_cast<GtkWebView&>(*fixed).widget()));
-    EXPECT_TRUE(spinUntil([&] { return scrolled(*fixed) != "0"; }, 5s));
+    EXPECT_TRUE(spinUntil(
+        [&] {
+            turnWheel(GTK_WIDGET(static_cast<GtkWebView&>(*fixed).widget()));
+            return scrolled(*fixed) != "0";
+        },
+        20s));
 
     // A checkout-like view scrolls but does not zoom: ctrl+wheel (the desktop's zoom) is not
     // taken, a plain wheel is.
@@ -85,8 +92,12 @@ TEST(GtkWebViewScroll, ViewsWithScrollingOrZoomingOffDoNotMoveUnderTheirGestures
     settle(500ms);
     EXPECT_EQ(scrolled(*free), before);
     EXPECT_EQ(webkit_web_view_get_zoom_level(static_cast<GtkWebView&>(*free).widget()), zoom);
-    for (int i = 0; i < 5; ++i) turnWheel(GTK_WIDGET(static_cast<GtkWebView&>(*free).widget()));
-    EXPECT_TRUE(spinUntil([&] { return scrolled(*free) != before; }, 5s));
+    EXPECT_TRUE(spinUntil(
+        [&] {
+            turnWheel(GTK_WIDGET(static_cast<GtkWebView&>(*free).widget()));
+            return scrolled(*free) != before;
+        },
+        20s));
     gtk_widget_destroy(window);
 }
 
