@@ -323,9 +323,11 @@ int main(int argc, char** argv) {
         }
         std::printf("%s\n", json::write(Value(summary))->c_str());
         std::fflush(stdout);
-        // A loading screen closed by a person never shows the checkout.
-        exitStatus =
-            status == wanted && !(options.autoMode == "spinner-cancel" && sawCheckout) ? 0 : 3;
+        // A loading screen closed by a person never shows the checkout; every other checkout
+        // ends on a checkout screen a person saw.
+        const bool shownAsItShould =
+            options.autoMode == "spinner-cancel" ? !sawCheckout : sawCheckout;
+        exitStatus = status == wanted && shownAsItShould ? 0 : 3;
         done = true;
     };
     bool launched = false;

@@ -12,7 +12,6 @@ namespace tandri::gtk {
 namespace {
 
 using testing::evaluate;
-using testing::settle;
 using testing::spinUntil;
 using namespace std::chrono_literals;
 
@@ -51,53 +50,57 @@ TEST(GtkWebViewScroll, ViewsWithScrollingOrZoomingOffDoNotMoveUnderTheirGestures
     }
     gtk_widget_show_all(window);
     for (auto* view : {fixed.get(), free.get()}) {
+        // One wheel turn moves a fixed distance, whatever the machine's speed.
+        webkit_settings_set_enable_smooth_scrolling(
+            webkit_web_view_get_settings(static_cast<GtkWebView*>(view)->widget()), FALSE);
         ASSERT_TRUE(spinUntil(
             [&] {
                 return evaluate(*view, "location.href+' '+document.readyState") ==
                        "https://shop.test/tall complete";
             },
             10s));
+        // Drawn at least once, so the engine takes wheel turns.
+        evaluate(*view,
+                 "requestAnimationFrame(() => requestAnimationFrame(() => window.drawn = 1)), ''");
+        ASSERT_TRUE(spinUntil([&] { return evaluate(*view, "String(window.drawn)") == "1"; }, 20s));
     }
+    auto widget = [](WebView& view) { return GTK_WIDGET(static_cast<GtkWebView&>(view).widget()); };
+    auto scrolled = [](WebView& view) {
+        return std::atoi(evaluate(view, "String(window.scrollY)").c_str());
+    };
+    // Waits until the view's scroll position is exactly `y`: every turn sent before has been taken.
+    auto reaches = [&](WebView& view, int y) {
+        return spinUntil([&] { return scrolled(view) == y; }, 20s);
+    };
 
-    // A view may not take wheel turns yet right after its load: turn both wheels until the free
-    // view has scrolled, so the fixed one got at least as many turns as moved the free one.
-    auto scrolled = [](WebView& view) { return evaluate(view, "String(window.scrollY)"); };
-    EXPECT_TRUE(spinUntil(
-        [&] {
-            turnWheel(GTK_WIDGET(static_cast<GtkWebView&>(*free).widget()));
-            turnWheel(GTK_WIDGET(static_cast<GtkWebView&>(*fixed).widget()));
-            return scrolled(*free) != "0";
-        },
-        20s))
+    // The same turns to both: the free view moves by one turn's distance each time, the fixed
+    // one not at all.
+    turnWheel(widget(*free));
+    turnWheel(widget(*fixed));
+    ASSERT_TRUE(spinUntil([&] { return scrolled(*free) != 0; }, 20s))
         << "the wheel reaches a view that scrolls";
-    settle(500ms);
-    EXPECT_EQ(scrolled(*fixed), "0");
+    const int turn = scrolled(*free);
+    for (int i = 0; i < 4; ++i) {
+        turnWheel(widget(*free));
+        turnWheel(widget(*fixed));
+    }
+    ASSERT_TRUE(reaches(*free, 5 * turn)) << "one turn: " << turn << ", now " << scrolled(*free);
+    EXPECT_EQ(scrolled(*fixed), 0);
 
     // Turned back on, the same view scrolls.
     fixed->setScrollEnabled(true);
-    EXPECT_TRUE(spinUntil(
-        [&] {
-            turnWheel(GTK_WIDGET(static_cast<GtkWebView&>(*fixed).widget()));
-            return scrolled(*fixed) != "0";
-        },
-        20s));
+    turnWheel(widget(*fixed));
+    EXPECT_TRUE(reaches(*fixed, turn));
 
     // A checkout-like view scrolls but does not zoom: ctrl+wheel (the desktop's zoom) is not
-    // taken, a plain wheel is.
+    // taken, a plain wheel is. The plain turn after the ctrl+wheel turns is taken after them, so
+    // once it shows, any of theirs would have too.
     free->setZoomEnabled(false);
-    const std::string before = scrolled(*free);
     const double zoom = webkit_web_view_get_zoom_level(static_cast<GtkWebView&>(*free).widget());
-    for (int i = 0; i < 5; ++i)
-        turnWheel(GTK_WIDGET(static_cast<GtkWebView&>(*free).widget()), true);
-    settle(500ms);
-    EXPECT_EQ(scrolled(*free), before);
+    for (int i = 0; i < 5; ++i) turnWheel(widget(*free), true);
+    turnWheel(widget(*free));
+    EXPECT_TRUE(reaches(*free, 6 * turn)) << "now " << scrolled(*free);
     EXPECT_EQ(webkit_web_view_get_zoom_level(static_cast<GtkWebView&>(*free).widget()), zoom);
-    EXPECT_TRUE(spinUntil(
-        [&] {
-            turnWheel(GTK_WIDGET(static_cast<GtkWebView&>(*free).widget()));
-            return scrolled(*free) != before;
-        },
-        20s));
     gtk_widget_destroy(window);
 }
 
