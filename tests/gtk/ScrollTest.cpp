@@ -59,10 +59,14 @@ TEST(GtkWebViewScroll, ViewsWithScrollingOrZoomingOffDoNotMoveUnderTheirGestures
                        "https://shop.test/tall complete";
             },
             10s));
-        // Drawn at least once, so the engine takes wheel turns.
+        // Drawn at least once, so the engine takes wheel turns; and from then on the page counts
+        // the frames its scroll position has stayed where it is (a turn may be animated).
         evaluate(*view,
-                 "requestAnimationFrame(() => requestAnimationFrame(() => window.drawn = 1)), ''");
-        ASSERT_TRUE(spinUntil([&] { return evaluate(*view, "String(window.drawn)") == "1"; }, 20s));
+                 "window.still = 0; (function tick(last) { requestAnimationFrame(() => {"
+                 " window.still = scrollY === last ? window.still + 1 : 0; tick(scrollY); }); })"
+                 "(-1), ''");
+        ASSERT_TRUE(
+            spinUntil([&] { return evaluate(*view, "String(window.still > 1)") == "true"; }, 20s));
     }
     auto widget = [](WebView& view) { return GTK_WIDGET(static_cast<GtkWebView&>(view).widget()); };
     auto scrolled = [](WebView& view) {
@@ -77,7 +81,10 @@ TEST(GtkWebViewScroll, ViewsWithScrollingOrZoomingOffDoNotMoveUnderTheirGestures
     // one not at all.
     turnWheel(widget(*free));
     turnWheel(widget(*fixed));
-    ASSERT_TRUE(spinUntil([&] { return scrolled(*free) != 0; }, 20s))
+    // One turn's distance: where the view comes to rest after it.
+    ASSERT_TRUE(spinUntil(
+        [&] { return evaluate(*free, "String(scrollY > 0 && window.still >= 10)") == "true"; },
+        20s))
         << "the wheel reaches a view that scrolls";
     const int turn = scrolled(*free);
     for (int i = 0; i < 4; ++i) {
