@@ -58,7 +58,9 @@ LaunchingWebViewBridge::~LaunchingWebViewBridge() {
     auto& center = NotificationCenter::defaultCenter();
     center.removeObserver(keyboardShown_);
     center.removeObserver(keyboardHidden_);
-    if (webView) webView->setUIDelegate({});
+    // Only a delegate this bridge set itself is taken off: an adopted page (a hybrid host's own)
+    // keeps the host's delegate, or its window.open would reach nobody after a screen change.
+    if (webView && setUIDelegate_) webView->setUIDelegate({});
 }
 
 std::shared_ptr<LaunchingWebViewBridge> LaunchingWebViewBridge::self() {
@@ -67,6 +69,7 @@ std::shared_ptr<LaunchingWebViewBridge> LaunchingWebViewBridge::self() {
 
 void LaunchingWebViewBridge::setupWebviewDelegate() {
     webView->setUIDelegate(std::static_pointer_cast<UIDelegate>(self()));
+    setUIDelegate_ = true;
     webView->setJavaScriptCanOpenWindowsAutomatically(true);
 }
 
