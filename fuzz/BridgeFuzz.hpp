@@ -5,7 +5,10 @@
 // the scenario runner on the simulated platform. Besides crashes and sanitizer reports, every
 // input is checked for:
 //   - a message from a refused origin has no effect at all: nothing evaluated, presented,
-//     opened or reported, and the stores are byte for byte as before;
+//     opened or reported, and the stores are byte for byte as before. The one exception is a
+//     hybrid host's own page ("merchant"): its main frame is heard whatever its origin, and so
+//     are frames of origins the host declared; its other frames and the windows it opens are
+//     checked like every other page;
 //   - every script evaluated in a page is the user-agent probe, a call of a path the page
 //     registered (or "(null)") with one valid JSON argument, or a postMessage of a known native
 //     event whose JSON cannot break out of its quoted string.
@@ -257,9 +260,11 @@ class BridgeFuzz {
             const Value* name = event->find("event");
             if (!name || !name->isString()) continue;
             hybrid = hybrid || name->asString().rfind("plugin.", 0) == 0;
+            declaredOrigins_ = declaredOrigins_ || name->asString() == "plugin.setTrustedOrigins";
             const Value* frame = event->find("frame");
-            const bool refused = name->asString() == "message" && !hybrid && frame &&
-                                 frame->isString() && !allowedFrame(frame->asString());
+            const bool refused = name->asString() == "message" && frame && frame->isString() &&
+                                 !allowedFrame(frame->asString()) &&
+                                 !hostPageMayPost(event->asDictionary());
             if (refused) {
                 playRefused(event->asDictionary());
             } else {
@@ -284,7 +289,7 @@ class BridgeFuzz {
             } else {
                 event.set("body", body());
             }
-            if (refused && !hybrid_) {
+            if (refused && !hostPageMayPost(event)) {
                 playRefused(std::move(event));
             } else {
                 play(std::move(event));
@@ -347,14 +352,30 @@ class BridgeFuzz {
         check(runner_->saveStores() == before, "a refused message changed the stores");
     }
 
+    /// The call's argument is JSON but for "__proto__" keys, which must be in computed form
+    /// (["__proto__"]) so that they make own properties: a plain one breaks the property, a
+    /// computed one is turned back into JSON to be read.
+    static std::string withPlainProtoKeys(std::string text) {
+        // In the library's compact JSON these characters occur only as a key.
+        const std::string key = "\"__proto__\":";
+        check(text.find(key) == std::string::npos,
+              "a \"__proto__\" key that would set the prototype", text);
+        const std::string computed = "[\"__proto__\"]:";
+        for (auto at = text.find(computed); at != std::string::npos; at = text.find(computed, at)) {
+            text.replace(at, computed.size(), key);
+            at += key.size();
+        }
+        return text;
+    }
+
     bool validCall(const std::string& script) const {
         for (const auto& path : paths_) {
             if (script.size() < path.size() + 2 || script.compare(0, path.size(), path) != 0 ||
                 script[path.size()] != '(' || script.back() != ')') {
                 continue;
             }
-            auto argument = json::parse(
-                std::string_view(script).substr(path.size() + 1, script.size() - path.size() - 2));
+            auto argument = json::parse(withPlainProtoKeys(
+                script.substr(path.size() + 1, script.size() - path.size() - 2)));
             if (argument && argument->isDictionary()) return true;
         }
         return false;
@@ -396,8 +417,24 @@ class BridgeFuzz {
     std::vector<std::string> effects_;
     std::size_t checked_ = 0;
     std::vector<std::string> paths_{"(null)"};
-    // With a hybrid host the merchant bridge answers every frame by design: no origin to check.
+    /// Whether a message from a frame off the maker's domain may still be heard: only inside a
+    /// hybrid host's own page, from its main frame or (once the host declared origins) any of
+    /// its frames. Windows the page opens share its channel but not this trust.
+    bool hostPageMayPost(const Dictionary& event) const {
+        if (!hybrid_) return false;
+        const Value* view = event.find("view");
+        if (!view || !view->isString()) return false;
+        // The host's page by role, or by a view name a scenario line may use for it.
+        const std::string& name = view->asString();
+        if (name != "merchant" && name.rfind('w', 0) != 0) return false;
+        const Value* main = event.find("mainFrame");
+        return declaredOrigins_ || !main || !main->isBoolean() || main->asBool();
+    }
+
+    // A hybrid host is present (its page's main frame is heard whatever its origin).
     bool hybrid_ = kind_ == BridgeKind::Merchant;
+    // The host declared trusted origins in a scenario line.
+    bool declaredOrigins_ = false;
 };
 
 /// One fuzz input for a bridge of `kind`: scenario lines up to the first NUL, then the bytes

@@ -117,3 +117,40 @@ TEST(JSResult, ResponseObjectHasFourKeysInOrder) {
     EXPECT_FALSE(JSResult::error("e").data().has_value());
     EXPECT_FALSE(JSResult::success(Value(1)).errorMessage().has_value());
 }
+
+TEST(JSEncodable, ProtoKeysReachThePageAsOwnProperties) {
+    // Answers and forwarded messages write the key in computed form; a string holding the same
+    // characters, other keys, pushes (parsed as JSON by the page) and request bodies stay as they
+    // were.
+    Value data =
+        body(R"({"__proto__":{"x":[{"__proto__":1}]},"s":"\"__proto__\":","__proto__x":2})");
+    EXPECT_EQ(JSResult::success(data).responseScript("p.rx", "7"),
+              R"(p.rx({"id":"7","name":"result","data":{["__proto__"]:{"x":[{["__proto__"]:1}]},)"
+              R"("s":"\"__proto__\":","__proto__x":2},"error":null}))");
+    EXPECT_EQ(rawJavaScriptForMethod("p.rx", Value(Array{data})),
+              R"(p.rx([{["__proto__"]:{"x":[{["__proto__"]:1}]},"s":"\"__proto__\":",)"
+              R"("__proto__x":2}]))");
+    EXPECT_EQ(rawJavaScriptForMethod("f", Value("\"__proto__\":")), R"(f(""__proto__":"))");
+    EXPECT_EQ(jsEncoded(data), R"({"__proto__":{"x":[{"__proto__":1}]},"s":"\"__proto__\":",)"
+                               R"("__proto__x":2})");
+    EXPECT_EQ(rawJavaScriptPostmessageForReceiver("r", data, ""),
+              R"(window.postMessage('r--{"__proto__":{"x":[{"__proto__":1}]},"s":"\"__proto__\":",)"
+              R"("__proto__x":2}', '*');)");
+}
+
+TEST(JSEncodable, MessagePathsAreDottedIdentifiersOnly) {
+    for (const char* good : {"rx", "page.rx", "$a._b.c", "_", "$", "a1.b2", "window.tandri.rx"}) {
+        const Value sent(good);
+        EXPECT_TRUE(isMessagePath(good)) << good;
+        EXPECT_EQ(messagePathValue(&sent), good);
+    }
+    for (const char* bad : {"", ".", "a.", ".a", "a..b", "1a", "a.1b", "a b", "a[0]", "a()", "a;b",
+                            "a\"b", "a'b", "a\n", "alert(1)//", "é", "a-b", "a.b "}) {
+        const Value sent(bad);
+        EXPECT_FALSE(isMessagePath(bad)) << bad;
+        EXPECT_FALSE(messagePathValue(&sent)) << bad;
+    }
+    EXPECT_FALSE(messagePathValue(nullptr));
+    const Value number(1);
+    EXPECT_FALSE(messagePathValue(&number));
+}

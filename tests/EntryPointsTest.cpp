@@ -32,6 +32,7 @@ struct EntryPointsTest : ::testing::Test {
         Logging::setSink(nullptr);
         TandriCheckoutSDK::resetCachedWebviewForTesting();
         TandriCheckoutPlugin::main()->setPresentingViewController(nullptr);
+        TandriCheckoutPlugin::main()->setTrustedOrigins({});
     }
 
     /// The page in `view` posts; answers what it received since the last call.
@@ -274,6 +275,22 @@ TEST_F(EntryPointsTest, TheHybridPluginAdoptsTheHostPageAndForwardsAbandonmentsT
              R"({"name":"registerMessagePaths","id":"6","merchantMessagePath":"page.receive"})",
              shop),
         std::vector<std::string>{answer("6")});
+}
+
+TEST_F(EntryPointsTest, TheHybridPluginKeepsOnlyExactOriginsAndGivesThemToEachScreensBridge) {
+    auto plugin = TandriCheckoutPlugin::main();
+    plugin->setTrustedOrigins({"https://Pay.EXAMPLE", "https://pay.example:443",
+                               "http://a.example:80", "https://b.example:8443",
+                               "https://[::1]:9000", "https://c.example/", "https://c.example?x",
+                               "https://u@c.example", "c.example", "https://",
+                               "javascript:alert(1)"});
+    const std::vector<std::string> kept = {"https://pay.example", "http://a.example",
+                                           "https://b.example:8443", "https://[::1]:9000"};
+    EXPECT_EQ(plugin->trustedOrigins(), kept);
+    plugin->setPresentingViewController(host);
+    EXPECT_EQ(plugin->merchantBridge->trustedOrigins, kept);
+    plugin->setTrustedOrigins({});
+    EXPECT_TRUE(plugin->merchantBridge->trustedOrigins.empty());
 }
 
 }  // namespace

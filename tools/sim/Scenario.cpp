@@ -138,6 +138,7 @@ struct ScenarioRunner::Impl {
         TinyDelegate::resetForTesting();
         ManualWebViewBridge::resetRegistryForTesting();
         CheckoutWebViewBridge::resetMiniButtonImageForTesting();
+        TandriCheckoutPlugin::main()->setTrustedOrigins({});
         host = std::make_shared<ViewController>();
         host->view();
         watchPlatform();
@@ -616,6 +617,15 @@ void ScenarioRunner::Impl::play(const Dictionary& event) {
         }
         TandriCheckoutPlugin::main()->setPresentingViewController(
             controller && !controller->isNull() ? host : nullptr);
+    } else if (name == "plugin.setTrustedOrigins") {
+        const Value* origins = field(event, "origins");
+        if (!origins || !origins->isArray()) fail("\"origins\" must be an array of strings");
+        std::vector<std::string> texts;
+        for (const auto& origin : origins->asArray()) {
+            if (!origin.isString()) fail("\"origins\" must be an array of strings");
+            texts.push_back(origin.asString());
+        }
+        TandriCheckoutPlugin::main()->setTrustedOrigins(texts);
     } else if (name == "plugin.finishSetup") {
         URLRequest request;
         request.url = stringField(event, "url");

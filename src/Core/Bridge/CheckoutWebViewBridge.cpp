@@ -1,5 +1,6 @@
 #include "Core/Bridge/CheckoutWebViewBridge.hpp"
 
+#include <algorithm>
 #include <mutex>
 
 #include "Core/Bridge/WebViewUtil.hpp"
@@ -44,12 +45,30 @@ CheckoutWebViewBridge::~CheckoutWebViewBridge() {
     }
 }
 
+namespace {
+std::vector<std::weak_ptr<WebView>>& madeWebViews() {
+    static std::vector<std::weak_ptr<WebView>> views;
+    return views;
+}
+}  // namespace
+
 std::shared_ptr<WebView> CheckoutWebViewBridge::makeWebView(
     std::shared_ptr<WebViewConfiguration> configuration) {
     auto& factory = Platform::current().webViews;
     if (!factory) return nullptr;
     if (!configuration) configuration = factory->makeConfiguration();
-    return factory->makeWebView(std::move(configuration));
+    auto view = factory->makeWebView(std::move(configuration));
+    auto& made = madeWebViews();
+    std::erase_if(made, [](const auto& weak) { return weak.expired(); });
+    if (view) made.push_back(view);
+    return view;
+}
+
+bool CheckoutWebViewBridge::madeWebView(const std::shared_ptr<WebView>& view) {
+    if (!view) return false;
+    const auto& made = madeWebViews();
+    return std::any_of(made.begin(), made.end(),
+                       [&view](const auto& weak) { return weak.lock() == view; });
 }
 
 void CheckoutWebViewBridge::becomeDelegates() {

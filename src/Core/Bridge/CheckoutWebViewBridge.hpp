@@ -61,6 +61,10 @@ class CheckoutWebViewBridge : public JSBridge, public NavigationDelegate, public
     /// Forgets the image held in memory, as a new process would.
     static void resetMiniButtonImageForTesting();
 
+    /// Whether the library made `view` for a checkout page or for a window a checkout page
+    /// opened: such a view shares its opener's channel but is never a host's own page.
+    static bool madeWebView(const std::shared_ptr<WebView>& view);
+
     // Navigation delegate.
     void webViewDidStartProvisionalNavigation(WebView&, const NavigationHandle&) override;
     void webViewDidFinishNavigation(WebView&, const NavigationHandle&) override;

@@ -47,7 +47,8 @@ void JSBridge::setupHandlers(const std::shared_ptr<JSBridge>& bridge) {
     bridge->messageHandlers = MessageHandlers{};
 }
 
-bool JSBridge::frameIsAllowed(const std::string& frameURL) {
+bool JSBridge::frameIsAllowed(const ScriptMessage& message) {
+    const std::string& frameURL = message.frameURL;
     // Pages post from the same frame over and over: keep the last verdict.
     if (lastFrameURL_ == frameURL && lastFrameDomain_ == makerDomain()) return lastFrameAllowed_;
     auto frame = URL::parse(frameURL);
@@ -62,7 +63,7 @@ void JSBridge::userContentControllerDidReceiveScriptMessage(UserContentControlle
     if (scriptMessage.name != kChannelName) return;
     if (!allowSecurityCheckBypass) {
         // Refused frames get no answer and leave no trace: a refused message looks lost.
-        if (!frameIsAllowed(scriptMessage.frameURL)) return;
+        if (!frameIsAllowed(scriptMessage)) return;
     }
     if (!scriptMessage.body) return;
     auto message = JSTandriMessage::initWithDictionary(*scriptMessage.body);

@@ -69,9 +69,11 @@ class JSBridge : public std::enable_shared_from_this<JSBridge> {
 
   protected:
     explicit JSBridge(std::shared_ptr<WebView> view);
+    /// Whether the frame that posted `message` may use this bridge: https on the maker's
+    /// domain, main frame or not. A bridge whose pages are heard more widely widens it.
+    virtual bool frameIsAllowed(const ScriptMessage& message);
 
   private:
-    bool frameIsAllowed(const std::string& frameURL);
     std::string lastFrameURL_;
     std::string lastFrameDomain_;
     bool lastFrameAllowed_ = false;

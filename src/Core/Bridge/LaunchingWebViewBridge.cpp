@@ -58,7 +58,9 @@ LaunchingWebViewBridge::~LaunchingWebViewBridge() {
     auto& center = NotificationCenter::defaultCenter();
     center.removeObserver(keyboardShown_);
     center.removeObserver(keyboardHidden_);
-    if (webView) webView->setUIDelegate({});
+    // Only a delegate this bridge set itself is taken off: an adopted page (a hybrid host's own)
+    // keeps the host's delegate, or its window.open would reach nobody after a screen change.
+    if (webView && setUIDelegate_) webView->setUIDelegate({});
 }
 
 std::shared_ptr<LaunchingWebViewBridge> LaunchingWebViewBridge::self() {
@@ -67,6 +69,7 @@ std::shared_ptr<LaunchingWebViewBridge> LaunchingWebViewBridge::self() {
 
 void LaunchingWebViewBridge::setupWebviewDelegate() {
     webView->setUIDelegate(std::static_pointer_cast<UIDelegate>(self()));
+    setUIDelegate_ = true;
     webView->setJavaScriptCanOpenWindowsAutomatically(true);
 }
 
@@ -93,7 +96,8 @@ MessageHandler LaunchingWebViewBridge::configure() {
     return [weak](const JSTandriMessage& message, JSCompletion completion) {
         auto bridge = weak.lock();
         if (!bridge) return;
-        auto path = stringValue(message["messagePath"]);
+        // A path that is not a name counts as missing.
+        auto path = messagePathValue(message["messagePath"]);
         if (!path) return;  // the page gets no answer here on purpose
         bridge->messageHandlerPath = path;
         const auto& data = message.data();
@@ -126,14 +130,15 @@ void LaunchingWebViewBridge::setUpNewCheckoutBridgeWithConfigInfo(const Dictiona
     fields.set("client-key", Value(kClientKey));
 
     auto unknown = JSResult::error(kUnknownConfigureError);
-    if (!stringValue(path) || !stringValue(url)) {
+    const auto checkoutPath = messagePathValue(path);
+    if (!checkoutPath || !stringValue(url)) {
         completion(unknown);
         return;
     }
     CheckoutWebViewBridge::Headers requestHeaders;
     for (const auto& [field, value] : fields) requestHeaders.emplace_back(field, value.asString());
     rxoBridge = CheckoutWebViewBridge::initWithUrlString(
-        url->asString(), stringValue(method), requestHeaders, bodyBytes, path->asString(),
+        url->asString(), stringValue(method), requestHeaders, bodyBytes, checkoutPath,
         presentingViewController, generateUserAgentSuffix(),
         [completion](const JSResult& result) { completion(result); });
     if (!adopt(rxoBridge)) completion(unknown);
@@ -150,11 +155,11 @@ MessageHandler LaunchingWebViewBridge::registerMessagePaths() {
     return [weak](const JSTandriMessage& message, JSCompletion completion) {
         auto bridge = weak.lock();
         if (!bridge) return;
-        auto merchant = stringValue(message["merchantMessagePath"]);
+        auto merchant = messagePathValue(message["merchantMessagePath"]);
         if (!merchant) return;  // no answer, as for "configure"
         bridge->supportsSRC = true;
         bridge->messageHandlerPath = merchant;
-        bridge->checkoutMessageHandlerPath = stringValue(message["checkoutMessagePath"]);
+        bridge->checkoutMessageHandlerPath = messagePathValue(message["checkoutMessagePath"]);
         const auto& data = message.data();
         if (data && data->isDictionary()) {
             const Value* flag = data->asDictionary().find("enableTransitionSpinner");

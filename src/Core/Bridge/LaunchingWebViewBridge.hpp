@@ -99,6 +99,8 @@ class LaunchingWebViewBridge : public JSBridge, public UIDelegate, public DataRe
     bool adopt(std::shared_ptr<CheckoutWebViewBridge> bridge);
     NotificationCenter::Token keyboardShown_ = 0;
     NotificationCenter::Token keyboardHidden_ = 0;
+    /// Whether this bridge made itself its web view's UI delegate (and so clears it when it goes).
+    bool setUIDelegate_ = false;
 };
 
 }  // namespace tandri

@@ -1,5 +1,9 @@
 #include "Core/Bridge/MerchantWebViewBridge.hpp"
 
+#include <algorithm>
+
+#include "Core/Utils/URL.hpp"
+
 namespace tandri {
 
 std::shared_ptr<MerchantWebViewBridge> MerchantWebViewBridge::initWithWebView(
@@ -7,18 +11,37 @@ std::shared_ptr<MerchantWebViewBridge> MerchantWebViewBridge::initWithWebView(
     ButtonFinishedLoad onButtonFinishedLoad) {
     std::shared_ptr<MerchantWebViewBridge> bridge(new MerchantWebViewBridge(std::move(webView)));
     initialize(bridge, std::move(presentingViewController), std::move(onButtonFinishedLoad));
-    // The merchant's page is not on the checkout's domain.
-    bridge->allowSecurityCheckBypass = true;
+    // The merchant's page is not on the checkout's domain: frameIsAllowed() hears it, and only
+    // it, instead of the security check being bypassed for every frame.
     return bridge;
 }
 
 void MerchantWebViewBridge::receive(UserContentController& controller,
                                     const ScriptMessage& message) {
     if (!webView) {
-        webView = message.webView.lock();
-        observeForwardMessagesFor(self(), rxoBridge);
+        auto sender = message.webView.lock();
+        // A window the library made shares the page's channel; it never becomes the host's page.
+        if (!CheckoutWebViewBridge::madeWebView(sender)) {
+            webView = std::move(sender);
+            observeForwardMessagesFor(self(), rxoBridge);
+        }
     }
     userContentControllerDidReceiveScriptMessage(controller, message);
+}
+
+bool MerchantWebViewBridge::frameIsAllowed(const ScriptMessage& message) {
+    // Frames on the maker's domain, in any view, as for every bridge.
+    if (LaunchingWebViewBridge::frameIsAllowed(message)) return true;
+    // Beyond that, only inside the host's own page: its main frame whatever its origin, and
+    // frames of the origins its host declared. Other frames (advertisements, analytics) are
+    // refused like any refused frame.
+    if (!webView || message.webView.lock() != webView) return false;
+    if (message.mainFrame) return true;
+    if (trustedOrigins.empty()) return false;
+    auto frame = URL::parse(message.frameURL);
+    auto origin = frame ? frame->origin() : std::nullopt;
+    return origin &&
+           std::find(trustedOrigins.begin(), trustedOrigins.end(), *origin) != trustedOrigins.end();
 }
 
 }  // namespace tandri

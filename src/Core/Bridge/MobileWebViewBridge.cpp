@@ -72,12 +72,12 @@ MessageHandler MobileWebViewBridge::onTinitReady(
     std::weak_ptr<LaunchingWebViewBridge> weak = self();
     return [weak, config](const JSTandriMessage& message, JSCompletion completion) {
         auto bridge = weak.lock();
-        const Value* path = message["messagePath"];
-        if (path == nullptr || !path->isString()) {
+        auto path = messagePathValue(message["messagePath"]);
+        if (!path) {
             completion(JSResult::error("Needs messagePath option to be set"));
             return;
         }
-        if (bridge) bridge->messageHandlerPath = path->asString();
+        if (bridge) bridge->messageHandlerPath = std::move(path);
         const auto& marketing = TandriCheckoutSDK::marketingUrl();
         config->profile.setObject(
             marketing ? std::optional<Value>(Value(marketing->absoluteString())) : std::nullopt,

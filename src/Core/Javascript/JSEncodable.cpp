@@ -60,9 +60,47 @@ std::string rawJavaScriptForMethod(const std::optional<std::string>& method,
     out.reserve(path.size() + 64);
     out.append(method ? path : std::string("(null)"));
     out.push_back('(');
+    const std::size_t start = out.size();
     appendJsEncoded(out, param ? *param : Value());
+    if (param && (param->isDictionary() || param->isArray())) makeProtoKeysOwn(out, start);
     out.push_back(')');
     return out;
+}
+
+bool isMessagePath(std::string_view path) {
+    bool segmentStart = true;
+    for (char c : path) {
+        const bool letter =
+            (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == '$';
+        const bool digit = c >= '0' && c <= '9';
+        if (c == '.') {
+            if (segmentStart) return false;  // an empty segment
+            segmentStart = true;
+        } else if (letter || (digit && !segmentStart)) {
+            segmentStart = false;
+        } else {
+            return false;
+        }
+    }
+    return !segmentStart;  // neither empty nor ending with a dot
+}
+
+std::optional<std::string> messagePathValue(const Value* value) {
+    if (value == nullptr || !value->isString() || !isMessagePath(value->asString())) {
+        return std::nullopt;
+    }
+    return value->asString();
+}
+
+void makeProtoKeysOwn(std::string& script, std::size_t from) {
+    // In compact JSON these twelve characters occur only as the key itself: a quote inside a
+    // string is always escaped, and a string value is never followed by a colon.
+    static constexpr std::string_view kKey = "\"__proto__\":";
+    for (auto at = script.find(kKey, from); at != std::string::npos;
+         at = script.find(kKey, at + kKey.size() + 2)) {
+        script.insert(at + kKey.size() - 1, 1, ']');
+        script.insert(at, 1, '[');
+    }
 }
 
 std::string rawJavaScriptPostmessageForReceiver(std::string_view receiver,

@@ -36,6 +36,20 @@ std::string rawJavaScriptPostmessageForReceiver(std::string_view receiver,
                                                 const std::optional<Value>& data,
                                                 std::string_view targetOrigin);
 
+/// Whether `path` may name the page function that answers and forwarded messages call: a
+/// dotted chain of JavaScript identifiers ("rx", "page.rx", "$a._b.c") made of ASCII letters,
+/// digits, "_" and "$", each segment non-empty and not starting with a digit.
+bool isMessagePath(std::string_view path);
+/// The message path a page sent under some key: the string when it is one (isMessagePath);
+/// absent for a missing value, a non-string and any other text alike, so that no text from a
+/// page ever becomes script.
+std::optional<std::string> messagePathValue(const Value* value);
+
+/// Rewrites, in the script text from `from` on (compact JSON written by the library), every key
+/// "__proto__" into its computed form ["__proto__"]: in an object literal the plain key would set
+/// the prototype of the object the page receives instead of making an own property.
+void makeProtoKeysOwn(std::string& script, std::size_t from);
+
 /// The text form of a value as the platform's description gives it: a string is itself, a number
 /// its decimal text (true is "1"), null is "<null>", a container its compact JSON text.
 std::string descriptionOf(const Value& value);

@@ -1,5 +1,6 @@
 #include "Core/Javascript/JSResult.hpp"
 
+#include "Core/Javascript/JSEncodable.hpp"
 #include "tandri/Json.hpp"
 
 namespace tandri {
@@ -53,6 +54,7 @@ std::string JSResult::responseScript(const std::optional<std::string>& method,
         out.append("null");
     } else {
         out.push_back('}');
+        makeProtoKeysOwn(out, start);
     }
     out.push_back(')');
     return out;

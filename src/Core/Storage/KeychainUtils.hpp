@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "tandri/Value.hpp"
 
@@ -34,7 +35,8 @@ class UserDefaultsUtils {
 /// The metadata record of a key, kept as a keychain item under key + "tandriMetadata".
 class MetaStore {
   public:
-    static std::string metadataKey(const std::string& key) { return key + "tandriMetadata"; }
+    static constexpr std::string_view kSuffix = "tandriMetadata";
+    static std::string metadataKey(const std::string& key) { return key + std::string(kSuffix); }
     static std::optional<Value> getMedatadaForKey(const std::string& key);
     static void storeMetadata(const Value& record, const std::string& key);
     static void clearValueForKey(const std::string& key);

@@ -7,6 +7,7 @@
 #include "Core/Utils/URL.hpp"
 #include "Platform/Platform.hpp"
 #include "Public/Hybrid/TandriCheckoutPlugin.hpp"
+#include "tandri/Constants.hpp"
 #include "tandri/Json.hpp"
 
 namespace tandri {
@@ -33,6 +34,16 @@ std::string Storage::prefixKeychainKey(const std::string& key) {
         return std::string(kStorageKeysNamespace) + "." + key;
     }
     return key;
+}
+
+bool Storage::isReservedKey(const std::string& key) {
+    const std::string name = prefixKeychainKey(key);
+    for (const char* own : {kCachedButtonKey, kButtonAccessibilityTextKey,
+                            kGtmStorageKeyAbandonment, kGtmStorageKeySpinnerLoad, kSDKVersionKey}) {
+        if (name == own) return true;
+    }
+    // Another key's record: writing it would lift that key's biometric check.
+    return name.ends_with(MetaStore::kSuffix);
 }
 
 void Storage::setValue(const std::optional<Value>& value, const std::string& key,
@@ -215,6 +226,10 @@ const MessageHandler& Storage::getHandler() {
             completion(JSResult::error("No valid key was found on the message"));
             return;
         }
+        if (isReservedKey(data->asString())) {
+            completion(JSResult::error(kReservedKeyError));
+            return;
+        }
         getValueForKey(data->asString(), [completion](std::optional<Value> value) {
             completion(JSResult::success(value ? std::move(*value) : Value::null()));
         });
@@ -234,6 +249,10 @@ const MessageHandler& Storage::setHandler() {
         const Value* key = data->find("key");
         if (!key || !key->isString()) {
             completion(JSResult::error("Cannot store value, key is nil"));
+            return;
+        }
+        if (isReservedKey(key->asString())) {
+            completion(JSResult::error(kReservedKeyError));
             return;
         }
         std::optional<Value> value;

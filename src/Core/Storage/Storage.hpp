@@ -31,9 +31,18 @@ class Storage {
         "com.tandri.checkout.userDefaults.keys.username";
     static constexpr const char* kNativeTokenKey =
         "com.tandri.checkout.userDefaults.keys.biometryIDToken";
+    /// The button page saved for the next start, and its label.
+    static constexpr const char* kCachedButtonKey = "cachedButton";
+    static constexpr const char* kButtonAccessibilityTextKey = "buttonAccessibilityText";
+    /// The answer to a page's "get" or "set" of a key the library keeps for itself.
+    static constexpr const char* kReservedKeyError = "This key is reserved by the library";
 
     /// "userInfo" and "refresh_token" move into the library's namespace; other keys stay.
     static std::string prefixKeychainKey(const std::string& key);
+    /// Whether a page's "get" and "set" must leave `key` alone: the entries the library writes
+    /// for itself (metadata records, the saved button page and label, parked analytics, the
+    /// library version).
+    static bool isReservedKey(const std::string& key);
 
     static void setValue(const std::optional<Value>& value, const std::string& key,
                          std::int64_t options, const std::optional<Value>& prompt);

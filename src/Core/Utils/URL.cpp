@@ -2,6 +2,8 @@
 
 #include <uriparser/Uri.h>
 
+#include <cctype>
+
 #ifndef TANDRI_MAKER_DOMAIN
 #define TANDRI_MAKER_DOMAIN "tandri.com"
 #endif
@@ -58,6 +60,21 @@ std::string URL::getTargetOrigin() const {
     out.append(host_ ? *host_ : "(null)");
     out.append(":");
     out.append(port_ ? *port_ : "(null)");
+    return out;
+}
+
+std::optional<std::string> URL::origin() const {
+    if (scheme_.empty() || !host_ || host_->empty()) return std::nullopt;
+    auto lower = [](std::string text) {
+        for (auto& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        return text;
+    };
+    std::string out = lower(scheme_) + "://";
+    const bool literal = host_->find(':') != std::string::npos;  // an IPv6 address
+    out.append(literal ? "[" + lower(*host_) + "]" : lower(*host_));
+    const bool defaultPort = port_ && ((out.starts_with("https:") && *port_ == "443") ||
+                                       (out.starts_with("http:") && *port_ == "80"));
+    if (port_ && !defaultPort) out.append(":" + *port_);
     return out;
 }
 

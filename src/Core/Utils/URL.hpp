@@ -29,6 +29,9 @@ class URL {
     bool isTandriDomain() const;
     /// "<scheme>://<host>:<port>", with "(null)" for a missing host or port.
     std::string getTargetOrigin() const;
+    /// The origin as browsers write it: "<scheme>://<host>[:<port>]" with scheme and host in
+    /// lower case and the scheme's default port left out; absent without a scheme or a host.
+    std::optional<std::string> origin() const;
 
     bool operator==(const URL& other) const { return text_ == other.text_; }
 

@@ -1,8 +1,10 @@
 #include "Public/Hybrid/TandriCheckoutPlugin.hpp"
 
+#include <algorithm>
 #include <mutex>
 
 #include "Core/Bridge/MerchantWebViewBridge.hpp"
+#include "Core/Utils/URL.hpp"
 #include "Platform/Platform.hpp"
 #include "tandri/Version.hpp"
 
@@ -34,6 +36,26 @@ void TandriCheckoutPlugin::setPresentingViewController(
     presenting_ = viewController;
     merchantBridge =
         viewController ? MerchantWebViewBridge::initWithWebView(nullptr, viewController) : nullptr;
+    if (merchantBridge) merchantBridge->trustedOrigins = trustedOrigins_;
+}
+
+void TandriCheckoutPlugin::setTrustedOrigins(const std::vector<std::string>& origins) {
+    trustedOrigins_.clear();
+    for (const auto& text : origins) {
+        // Only an origin as it stands: nothing after the host and port.
+        auto scheme = text.find("://");
+        if (scheme == std::string::npos ||
+            text.find_first_of("/?#@", scheme + 3) != std::string::npos) {
+            continue;
+        }
+        auto url = URL::parse(text);
+        auto origin = url ? url->origin() : std::nullopt;
+        if (origin && std::find(trustedOrigins_.begin(), trustedOrigins_.end(), *origin) ==
+                          trustedOrigins_.end()) {
+            trustedOrigins_.push_back(*origin);
+        }
+    }
+    if (merchantBridge) merchantBridge->trustedOrigins = trustedOrigins_;
 }
 
 void TandriCheckoutPlugin::userContentControllerDidReceiveScriptMessage(

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Platform/WebView.hpp"
 
@@ -38,10 +39,20 @@ class TandriCheckoutPlugin : public ScriptMessageHandler {
     void userContentControllerDidReceiveScriptMessage(UserContentController& controller,
                                                       const ScriptMessage& message) override;
 
+    /// Origins, exactly "scheme://host" or "scheme://host:port" (for example
+    /// "https://pay.example"), whose frames inside the host's page may use the checkout channel,
+    /// besides the page's main frame and frames on the maker's domain: a payment provider's
+    /// frame the host embeds, say. Entries that are not exactly an origin (a path, a query,
+    /// user information, no host) are left out. Kept for every later screen's bridge.
+    void setTrustedOrigins(const std::vector<std::string>& origins);
+    /// The origins kept, as browsers write them (lower case, no default port).
+    const std::vector<std::string>& trustedOrigins() const { return trustedOrigins_; }
+
     std::shared_ptr<MerchantWebViewBridge> merchantBridge;
 
   private:
     std::weak_ptr<ViewController> presenting_;
+    std::vector<std::string> trustedOrigins_;
 };
 
 /// The message names a hybrid page uses.

@@ -44,19 +44,20 @@ void TandriCheckoutButton::setup() {
     setIsAccessibilityElement(true);
     setAccessibilityTraits(AccessibilityTraits::Button);
     std::weak_ptr<View> weak = shared_from_this();
-    Storage::getValueForKey("buttonAccessibilityText", [weak](std::optional<Value> value) {
-        // The answer may come from another thread; the label is the main thread's.
-        DispatchHelper::runOnMainNow([weak, value] {
-            auto self = weak.lock();
-            if (!self) return;
-            if (value && !value->isNull()) {
-                self->setAccessibilityLabel(value->isString() ? value->asString()
-                                                              : descriptionOf(*value));
-            } else {
-                self->setAccessibilityLabel(std::string(kDefaultAccessibilityLabel));
-            }
+    Storage::getValueForKey(
+        Storage::kButtonAccessibilityTextKey, [weak](std::optional<Value> value) {
+            // The answer may come from another thread; the label is the main thread's.
+            DispatchHelper::runOnMainNow([weak, value] {
+                auto self = weak.lock();
+                if (!self) return;
+                if (value && !value->isNull()) {
+                    self->setAccessibilityLabel(value->isString() ? value->asString()
+                                                                  : descriptionOf(*value));
+                } else {
+                    self->setAccessibilityLabel(std::string(kDefaultAccessibilityLabel));
+                }
+            });
         });
-    });
 }
 
 void TandriCheckoutButton::onCheckoutWithProfile(
@@ -177,7 +178,7 @@ void TandriCheckoutButton::cacheCheckoutButton(const std::optional<Value>& html)
     auto cached = TandriCheckoutSDK::cachedWebviewHost();
     if (cached) cached->removeFromSuperview();
     if (!html) return;
-    Storage::setValue(*html, "cachedButton", 1, std::nullopt);
+    Storage::setValue(*html, Storage::kCachedButtonKey, 1, std::nullopt);
     if (auto view = TandriCheckoutSDK::cachedWebview(); view && html->isString()) {
         view->loadHTMLString(html->asString(), std::nullopt);
     }
@@ -186,7 +187,7 @@ void TandriCheckoutButton::cacheCheckoutButton(const std::optional<Value>& html)
 void TandriCheckoutButton::setButtonAccessibility(const std::optional<Value>& text) {
     if (!text || !text->isString() || text->asString().empty()) return;
     setAccessibilityLabel(text->asString());
-    Storage::setValue(*text, "buttonAccessibilityText", 1, std::nullopt);
+    Storage::setValue(*text, Storage::kButtonAccessibilityTextKey, 1, std::nullopt);
 }
 
 void TandriCheckoutButton::buttonTapped() {

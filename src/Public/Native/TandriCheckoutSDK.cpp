@@ -86,7 +86,7 @@ void TandriCheckoutSDK::resetCachedWebviewForTesting() {
 void TandriCheckoutSDK::configure() {
     configuredFlag() = true;
     cachedWebview();
-    Storage::getValueForKey("cachedButton", [](std::optional<Value> html) {
+    Storage::getValueForKey(Storage::kCachedButtonKey, [](std::optional<Value> html) {
         // The answer may come later or from another thread; the web view is the main thread's.
         DispatchHelper::runOnMainNow([html] {
             if (html && !html->isNull()) {
