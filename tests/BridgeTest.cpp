@@ -99,7 +99,7 @@ TEST_F(BridgeTest, RefusedMessagesAreNeitherAnsweredNorLogged) {
         post(body, page);
     }
     // Another channel name never reaches the bridge's logic.
-    ScriptMessage other{"otherChannel", json::parse(kGetBody), view, page, true};
+    ScriptMessage other{"otherChannel", json::parse(kGetBody), view, page, true, page, ""};
     bridge->userContentControllerDidReceiveScriptMessage(
         *view->configuration()->userContentController, other);
     EXPECT_EQ(calls, 0);

@@ -47,6 +47,13 @@ struct ScriptMessage {
     std::weak_ptr<WebView> webView;  // the view whose page posted
     std::string frameURL;            // the URL of the sending frame's request
     bool mainFrame = true;
+    /// The URL of the view's top document when the frame posted (the frame's own for a
+    /// main-frame post).
+    std::string topFrameURL;
+    /// Which top document the view showed when the frame posted: an answer meant for it is
+    /// evaluated only while the view still shows that very document (see
+    /// `WebView::evaluateJavaScriptInDocument`). Empty where the platform cannot tell.
+    std::string document;
 };
 
 class ScriptMessageHandler {
@@ -156,6 +163,21 @@ class WebView : public std::enable_shared_from_this<WebView> {
     /// Runs the script in the main frame; the completion (may be empty) gets the result or an
     /// error text, on the main thread.
     virtual void evaluateJavaScript(const std::string& script, EvaluationCompletion completion) = 0;
+
+    /// Runs the script in the main frame only if it still shows `document` (a `ScriptMessage`'s
+    /// document); once that document is gone (navigated, reloaded, closed) the script is dropped
+    /// and the completion gets an error. An empty `document` runs the script as
+    /// `evaluateJavaScript` does.
+    virtual void evaluateJavaScriptInDocument(const std::string& script,
+                                              const std::string& document,
+                                              EvaluationCompletion completion) {
+        if (!document.empty()) {
+            if (completion) completion(std::nullopt, std::string(kDocumentGone));
+            return;
+        }
+        evaluateJavaScript(script, std::move(completion));
+    }
+    static constexpr const char* kDocumentGone = "the document is gone";
 
     /// The URL of the page shown or being loaded; none before the first load.
     virtual std::optional<std::string> url() const = 0;

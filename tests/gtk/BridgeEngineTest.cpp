@@ -138,5 +138,95 @@ TEST_F(BridgeEngineTest, OnlyThePageAndFramesOnTheMakersDomainAreAnsweredOrStore
     EXPECT_NE(requests->body.find("/hostile/frame?label=sub"), std::string::npos);
 }
 
+// An allowed frame inside a foreign page is refused: answers are evaluated in the top document,
+// which here is the foreign page's.
+TEST_F(BridgeEngineTest, AMakersFrameInsideAForeignPageIsRefused) {
+    auto view = factory->makeWebView();
+    gtk_container_add(GTK_CONTAINER(window), GTK_WIDGET(static_cast<GtkWebView&>(*view).widget()));
+    gtk_widget_show_all(window);
+    auto bridge = JSBridge::create(view);
+    bridge->messageHandlerPath = "receive";
+    bridge->messageHandlers["get"] = JSBridge::onGet();
+    bridge->messageHandlers["set"] = JSBridge::onSet();
+    defaults->setObject("sandbox.hostile", Value("the person's token"));
+
+    view->loadHTMLString(R"(<html><body><script>
+        window.answers = []; window.framesPosted = [];
+        function receive(r) { answers.push(r); }
+        window.addEventListener('message', (e) => { if (e.data && e.data.frame) framesPosted.push(e.data.frame); });
+        </script>
+        <iframe src="https://pay.tandri.test/hostile/frame?label=sub"></iframe>
+        </body></html>)",
+                         std::string("https://evil.test/shop"));
+    // The frame has posted once it tells its parent; an answer, had there been one, would be
+    // evaluated in the page before a script asked for after it.
+    ASSERT_TRUE(spinUntil(
+        [&] { return evaluate(view, "String(framesPosted.includes('sub'))") == "\"true\""; },
+        std::chrono::seconds(30)));
+    while (g_main_context_pending(nullptr)) g_main_context_iteration(nullptr, FALSE);
+    EXPECT_EQ(evaluate(view, "JSON.stringify(answers)"), "\"[]\"");
+    EXPECT_EQ(json::write(*defaults->objectForKey("sandbox.hostile")), R"("the person's token")");
+}
+
+// An answer that comes after its page has gone (a slow biometric check, say) is dropped: the
+// next document in the view never reads it.
+TEST_F(BridgeEngineTest, AnAnswerForADocumentThatHasGoneIsDropped) {
+    auto view = factory->makeWebView();
+    gtk_container_add(GTK_CONTAINER(window), GTK_WIDGET(static_cast<GtkWebView&>(*view).widget()));
+    gtk_widget_show_all(window);
+    auto bridge = JSBridge::create(view);
+    bridge->messageHandlerPath = "receive";
+    std::vector<JSCompletion> parked;
+    bridge->messageHandlers["slow"] = [&](const JSTandriMessage&, JSCompletion done) {
+        parked.push_back(std::move(done));
+    };
+    bridge->messageHandlers["fast"] = [](const JSTandriMessage& message, JSCompletion done) {
+        done(JSResult::success(Value("fast " + message.identifier())));
+    };
+    auto page = [](const std::string& name) {
+        return "<html><body><script>window.answers = []; function receive(r) { answers.push(r.id"
+               " + ':' + r.data); } var ch = window.webkit.messageHandlers.tandriMessage;"
+               " document.title = '" +
+               name + "';</script></body></html>";
+    };
+    auto showing = [&](const std::string& name) {
+        return spinUntil(
+            [&] {
+                return evaluate(view, "document.title + ' ' + document.readyState") ==
+                       "\"" + name + " complete\"";
+            },
+            std::chrono::seconds(20));
+    };
+    auto answers = [&] { return evaluate(view, "answers.join(',')"); };
+
+    // Asked by the first page, answered once a second page shows: dropped. The same when the
+    // page is loaded again.
+    view->loadHTMLString(page("first"), std::string("https://checkout.tandri.test/first"));
+    ASSERT_TRUE(showing("first"));
+    evaluate(view, "ch.postMessage({name: 'slow', id: 'secret'}), 'sent'");
+    ASSERT_TRUE(spinUntil([&] { return parked.size() == 1; }, std::chrono::seconds(20)));
+    view->loadHTMLString(page("second"), std::string("https://checkout.tandri.test/second"));
+    ASSERT_TRUE(showing("second"));
+    evaluate(view, "ch.postMessage({name: 'slow', id: 'again'}), 'sent'");
+    ASSERT_TRUE(spinUntil([&] { return parked.size() == 2; }, std::chrono::seconds(20)));
+    // The same page again, at the same address: a new document all the same.
+    evaluate(view, "window.before = 'again', 'marked'");
+    view->loadHTMLString(page("second"), std::string("https://checkout.tandri.test/second"));
+    ASSERT_TRUE(spinUntil(
+        [&] {
+            return evaluate(view,
+                            "String(window.before) + ' ' + document.title + ' ' +"
+                            " document.readyState") == "\"undefined second complete\"";
+        },
+        std::chrono::seconds(20)));
+    parked[0](JSResult::success(Value("the token")));
+    parked[1](JSResult::success(Value("the token")));
+
+    // The page's own question after those answers is answered, and is all it ever got.
+    evaluate(view, "ch.postMessage({name: 'fast', id: 'own'}), 'sent'");
+    ASSERT_TRUE(spinUntil([&] { return answers() != "\"\""; }, std::chrono::seconds(20)));
+    EXPECT_EQ(answers(), "\"own:fast own\"");
+}
+
 }  // namespace
 }  // namespace tandri

@@ -211,6 +211,11 @@ struct ScenarioRunner::Impl {
                       {"baseURL", load.baseURL ? Value(*load.baseURL) : Value()}});
             }
         };
+        views.onDropped = [this](const sim::Evaluation& evaluation) {
+            emit({{"effect", Value("dropped")},
+                  {"view", Value(nameOf(evaluation.webView))},
+                  {"script", Value(evaluation.script)}});
+        };
         views.onUserAgent = [this](const SimulatedWebView& view) {
             auto agent = view.customUserAgent();
             emit({{"effect", Value("userAgent")},
@@ -642,14 +647,15 @@ void ScenarioRunner::Impl::play(const Dictionary& event) {
         auto frame = optionalString(event, "frame").value_or(view->url().value_or("about:blank"));
         auto channel = optionalString(event, "channel").value_or(JSBridge::kChannelName);
         const bool mainFrame = boolField(event, "mainFrame", true);
+        auto top = optionalString(event, "top");
         bool heard = false;
         if (const Value* raw = field(event, "text")) {
             if (!raw->isString()) fail("\"text\" must be a string");
-            heard = view->postJSON(channel, raw->asString(), frame, mainFrame);
+            heard = view->postJSON(channel, raw->asString(), frame, mainFrame, top);
         } else {
             const Value* body = field(event, "body");
             heard = view->post(channel, body ? std::optional<Value>(*body) : std::nullopt, frame,
-                               mainFrame);
+                               mainFrame, top);
         }
         if (!heard) {
             emit({{"effect", Value("unheard")},
@@ -660,6 +666,11 @@ void ScenarioRunner::Impl::play(const Dictionary& event) {
     // ---- platform events ----
     else if (name == "navigation.start") {
         viewField(event)->startProvisionalNavigation();
+    } else if (name == "navigation.commit") {
+        // A new top document in the view; with a URL, the view now shows it.
+        auto view = viewField(event);
+        if (auto url = optionalString(event, "url")) view->setURL(*url);
+        view->commitDocument();
     } else if (name == "navigation.finish") {
         auto view = viewField(event);
         view->finishNavigation(view->lastNavigation());

@@ -48,14 +48,20 @@ void JSBridge::setupHandlers(const std::shared_ptr<JSBridge>& bridge) {
 }
 
 bool JSBridge::frameIsAllowed(const ScriptMessage& message) {
-    const std::string& frameURL = message.frameURL;
-    // Pages post from the same frame over and over: keep the last verdict.
-    if (lastFrameURL_ == frameURL && lastFrameDomain_ == makerDomain()) return lastFrameAllowed_;
-    auto frame = URL::parse(frameURL);
-    lastFrameAllowed_ = frame && frame->isSecure() && frame->isTandriDomain();
-    lastFrameURL_ = frameURL;
-    lastFrameDomain_ = makerDomain();
-    return lastFrameAllowed_;
+    return urlIsAllowed(message.frameURL) &&
+           (message.mainFrame || urlIsAllowed(message.topFrameURL));
+}
+
+bool JSBridge::urlIsAllowed(const std::string& url) {
+    const std::string& domain = makerDomain();
+    for (const auto& verdict : lastVerdicts_) {
+        if (verdict.url == url && verdict.domain == domain && !verdict.url.empty())
+            return verdict.allowed;
+    }
+    auto parsed = URL::parse(url);
+    Verdict& verdict = lastVerdicts_[nextVerdict_++ % 2];
+    verdict = {url, domain, parsed && parsed->isSecure() && parsed->isTandriDomain()};
+    return verdict.allowed;
 }
 
 void JSBridge::userContentControllerDidReceiveScriptMessage(UserContentController&,
@@ -76,17 +82,20 @@ void JSBridge::userContentControllerDidReceiveScriptMessage(UserContentControlle
     MessageHandler handler = found->second;
     // One allocation holds what the completion needs: the bridge and the sending view weakly
     // (an answer after either is gone goes nowhere), the message strongly.
+    // The answer goes only to the document that asked: one that has gone meanwhile (navigated,
+    // reloaded) gets nothing, nor does whatever replaced it.
     struct Pending {
         std::weak_ptr<JSBridge> bridge;
         std::weak_ptr<WebView> sender;
         JSTandriMessage message;
+        std::string document;
     };
-    auto pending = std::make_shared<const Pending>(
-        Pending{weak_from_this(), scriptMessage.webView, std::move(*message)});
+    auto pending = std::make_shared<const Pending>(Pending{
+        weak_from_this(), scriptMessage.webView, std::move(*message), scriptMessage.document});
     handler(pending->message, [pending](std::optional<JSResult> result) {
         DispatchHelper::runOnMainNow([&] {
             sendMessageResponse(pending->bridge.lock(), pending->message, result,
-                                pending->sender.lock());
+                                pending->sender.lock(), pending->document);
         });
     });
 }
@@ -94,14 +103,15 @@ void JSBridge::userContentControllerDidReceiveScriptMessage(UserContentControlle
 void JSBridge::sendMessageResponse(const std::shared_ptr<JSBridge>& bridge,
                                    const JSTandriMessage& message,
                                    const std::optional<JSResult>& result,
-                                   const std::shared_ptr<WebView>& webView) {
+                                   const std::shared_ptr<WebView>& webView,
+                                   const std::string& document) {
     if (!bridge || !result || !webView) return;
     if (Logging::enabled()) {
         logOutgoingMessage(message.name(), result->jsEncodableWithIdentifier(message.identifier()),
                            bridge->className());
     }
     evaluateLater(webView, result->responseScript(bridge->messageHandlerPath, message.identifier()),
-                  {});
+                  {}, document);
 }
 
 void JSBridge::observeForwardMessagesFor(const std::shared_ptr<JSBridge>& a,

@@ -46,11 +46,13 @@ class JSBridge : public std::enable_shared_from_this<JSBridge> {
     void userContentControllerDidReceiveScriptMessage(UserContentController& controller,
                                                       const ScriptMessage& message);
 
-    /// Answers `message` in `webView` with `result` through the bridge's page function.
+    /// Answers `message` in `webView` with `result` through the bridge's page function; with a
+    /// `document`, only while the view still shows the document that asked.
     static void sendMessageResponse(const std::shared_ptr<JSBridge>& bridge,
                                     const JSTandriMessage& message,
                                     const std::optional<JSResult>& result,
-                                    const std::shared_ptr<WebView>& webView);
+                                    const std::shared_ptr<WebView>& webView,
+                                    const std::string& document = {});
 
     /// "forward" messages of each page go to the other page, whole.
     static void observeForwardMessagesFor(const std::shared_ptr<JSBridge>& a,
@@ -70,13 +72,22 @@ class JSBridge : public std::enable_shared_from_this<JSBridge> {
   protected:
     explicit JSBridge(std::shared_ptr<WebView> view);
     /// Whether the frame that posted `message` may use this bridge: https on the maker's
-    /// domain, main frame or not. A bridge whose pages are heard more widely widens it.
+    /// domain, main frame or not, in a top document that is itself https on the maker's domain
+    /// (answers are evaluated in the top document, so a foreign page must not be able to read
+    /// them through a frame of ours). A bridge whose pages are heard more widely widens it.
     virtual bool frameIsAllowed(const ScriptMessage& message);
+    /// Whether a URL is https on the maker's domain.
+    bool urlIsAllowed(const std::string& url);
 
   private:
-    std::string lastFrameURL_;
-    std::string lastFrameDomain_;
-    bool lastFrameAllowed_ = false;
+    /// Pages post from the same frames over and over: the last verdicts, by URL.
+    struct Verdict {
+        std::string url;
+        std::string domain;
+        bool allowed = false;
+    };
+    Verdict lastVerdicts_[2];
+    unsigned nextVerdict_ = 0;
     /// Whether this bridge put its own handler on the channel (and so takes it off when it
     /// goes); a bridge that adopted a page someone else listens to leaves that listener be.
     bool registeredChannel_ = false;

@@ -30,13 +30,14 @@ void MerchantWebViewBridge::receive(UserContentController& controller,
 }
 
 bool MerchantWebViewBridge::frameIsAllowed(const ScriptMessage& message) {
-    // Frames on the maker's domain, in any view, as for every bridge.
+    // Frames on the maker's domain in a document of the maker's, in any view, as for every
+    // bridge.
     if (LaunchingWebViewBridge::frameIsAllowed(message)) return true;
-    // Beyond that, only inside the host's own page: its main frame whatever its origin, and
-    // frames of the origins its host declared. Other frames (advertisements, analytics) are
-    // refused like any refused frame.
+    // Beyond that, only inside the host's own page (its top document is the merchant's, whatever
+    // its origin): its main frame, frames on the maker's domain, and frames of the origins its
+    // host declared. Other frames (advertisements, analytics) are refused like any refused frame.
     if (!webView || message.webView.lock() != webView) return false;
-    if (message.mainFrame) return true;
+    if (message.mainFrame || urlIsAllowed(message.frameURL)) return true;
     if (trustedOrigins.empty()) return false;
     auto frame = URL::parse(message.frameURL);
     auto origin = frame ? frame->origin() : std::nullopt;

@@ -28,12 +28,17 @@ void invokeJavascriptMethod(const std::shared_ptr<WebView>& webView,
 }
 
 void evaluateLater(const std::shared_ptr<WebView>& webView, std::string script,
-                   EvaluationCompletion completion) {
+                   EvaluationCompletion completion, std::string document) {
     if (!webView) return;
-    DispatchHelper::postToMain(
-        [webView, script = std::move(script), completion = std::move(completion)]() mutable {
+    DispatchHelper::postToMain([webView, script = std::move(script),
+                                completion = std::move(completion),
+                                document = std::move(document)]() mutable {
+        if (document.empty()) {
             webView->evaluateJavaScript(script, std::move(completion));
-        });
+        } else {
+            webView->evaluateJavaScriptInDocument(script, document, std::move(completion));
+        }
+    });
 }
 
 void getCurrentUserAgent(const std::shared_ptr<WebView>& webView,

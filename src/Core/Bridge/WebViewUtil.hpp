@@ -20,9 +20,10 @@ void invokeJavascriptMethod(const std::shared_ptr<WebView>& webView,
                             const std::optional<std::string>& method,
                             const std::optional<Value>& param, EvaluationCompletion completion);
 
-/// Evaluates a script in the view later on the main queue, like invokeJavascriptMethod.
+/// Evaluates a script in the view later on the main queue, like invokeJavascriptMethod; with a
+/// `document`, only if the view still shows that document then.
 void evaluateLater(const std::shared_ptr<WebView>& webView, std::string script,
-                   EvaluationCompletion completion);
+                   EvaluationCompletion completion, std::string document = {});
 
 /// Asks the page for navigator.userAgent on the main thread; the completion gets the answer, or
 /// none when the evaluation failed.

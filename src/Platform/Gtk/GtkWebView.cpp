@@ -77,10 +77,11 @@ GtkWebView::GtkWebView(GtkWebViewFactory& factory,
     ScriptChannel::connect(view_, [this](WebKitWebView*, const ChannelPost& post) {
         auto* controller = dynamic_cast<HandlerTableContentController*>(
             configuration_->userContentController.get());
-        if (controller == nullptr) return;
+        // A post that cannot say which top document it came from is not heard.
+        if (controller == nullptr || post.topDocument.empty()) return;
         controller->deliver({post.channel, json::parse(post.bodyJson),
                              std::static_pointer_cast<WebView>(shared_from_this()), post.frameUri,
-                             post.mainFrame});
+                             post.mainFrame, post.topUri, post.topDocument});
     });
 }
 
@@ -98,6 +99,26 @@ void GtkWebView::evaluateJavaScript(const std::string& script, EvaluationComplet
                                                  : EvaluationCompletion([](auto&, auto&) {})};
     webkit_web_view_evaluate_javascript(view_, script.data(), static_cast<gssize>(script.size()),
                                         nullptr, nullptr, nullptr, evaluated, evaluation);
+}
+
+void GtkWebView::evaluateJavaScriptInDocument(const std::string& script,
+                                              const std::string& document,
+                                              EvaluationCompletion completion) {
+    if (document.empty()) {
+        evaluateJavaScript(script, std::move(completion));
+        return;
+    }
+    ScriptChannel::Evaluated evaluated;
+    if (completion) {
+        evaluated = [completion = std::move(completion)](bool ran, const std::string& json) {
+            if (!ran) {
+                completion(std::nullopt, std::string(kDocumentGone));
+                return;
+            }
+            completion(json.empty() ? std::nullopt : json::parse(json), std::nullopt);
+        };
+    }
+    ScriptChannel::evaluateInDocument(view_, document, script, std::move(evaluated));
 }
 
 std::optional<std::string> GtkWebView::url() const {

@@ -28,6 +28,8 @@ class GtkWebView : public WebView {
         return configuration_;
     }
     void evaluateJavaScript(const std::string& script, EvaluationCompletion completion) override;
+    void evaluateJavaScriptInDocument(const std::string& script, const std::string& document,
+                                      EvaluationCompletion completion) override;
     std::optional<std::string> url() const override;
     std::optional<std::string> customUserAgent() const override { return customUserAgent_; }
     void setCustomUserAgent(std::optional<std::string> userAgent) override;

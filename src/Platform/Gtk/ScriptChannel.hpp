@@ -16,6 +16,8 @@ struct ChannelPost {
     std::string bodyJson;  // empty when the page posted something JSON cannot express
     std::string frameUri;
     bool mainFrame = false;
+    std::string topUri;       // the view's top document when the frame posted
+    std::string topDocument;  // its identity, for evaluateInDocument
 };
 
 class ScriptChannel {
@@ -29,6 +31,13 @@ class ScriptChannel {
     // Delivers the channel's posts of one view until disconnect() or the view goes away.
     static gulong connect(WebKitWebView* view, Receiver receiver);
     static void disconnect(WebKitWebView* view, gulong handlerId);
+
+    /// Runs `script` in the view's top document if it is still `document` (a post's
+    /// `topDocument`). The callback (may be empty) hears whether it ran, and its value as JSON
+    /// text (empty for undefined or an exception).
+    using Evaluated = std::function<void(bool ran, const std::string& json)>;
+    static void evaluateInDocument(WebKitWebView* view, const std::string& document,
+                                   const std::string& script, Evaluated evaluated);
 
     static std::string extensionsDirectory();
 };

@@ -24,6 +24,20 @@ void SimulatedWebView::evaluateJavaScript(const std::string& script,
                                 error = std::move(error)] { completion(result, error); });
 }
 
+void SimulatedWebView::evaluateJavaScriptInDocument(const std::string& script,
+                                                    const std::string& document,
+                                                    EvaluationCompletion completion) {
+    if (document.empty() || document == this->document()) {
+        evaluateJavaScript(script, std::move(completion));
+        return;
+    }
+    if (factory_.onDropped) factory_.onDropped({this, script});
+    if (!completion) return;
+    DispatchHelper::postToMain([completion = std::move(completion)] {
+        completion(std::nullopt, std::string(kDocumentGone));
+    });
+}
+
 void SimulatedWebView::setCustomUserAgent(std::optional<std::string> userAgent) {
     customUserAgent_ = std::move(userAgent);
     if (factory_.onUserAgent) factory_.onUserAgent(*this);
@@ -64,18 +78,21 @@ NavigationHandle SimulatedWebView::reload() {
 }
 
 bool SimulatedWebView::post(const std::string& name, std::optional<Value> body,
-                            const std::string& frameURL, bool mainFrame) {
+                            const std::string& frameURL, bool mainFrame,
+                            std::optional<std::string> topFrameURL) {
     auto* controller =
         dynamic_cast<HandlerTableContentController*>(configuration_->userContentController.get());
     if (controller == nullptr) return false;
+    std::string top = mainFrame ? frameURL : topFrameURL.value_or(url_.value_or(""));
     return controller->deliver({name, std::move(body),
                                 std::static_pointer_cast<WebView>(shared_from_this()), frameURL,
-                                mainFrame});
+                                mainFrame, std::move(top), document()});
 }
 
 bool SimulatedWebView::postJSON(const std::string& name, const std::string& json,
-                                const std::string& frameURL, bool mainFrame) {
-    return post(name, json::parse(json), frameURL, mainFrame);
+                                const std::string& frameURL, bool mainFrame,
+                                std::optional<std::string> topFrameURL) {
+    return post(name, json::parse(json), frameURL, mainFrame, std::move(topFrameURL));
 }
 
 NavigationHandle SimulatedWebView::startProvisionalNavigation(NavigationHandle navigation) {

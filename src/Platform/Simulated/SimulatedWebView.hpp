@@ -41,6 +41,8 @@ class SimulatedWebView : public WebView {
         return configuration_;
     }
     void evaluateJavaScript(const std::string& script, EvaluationCompletion completion) override;
+    void evaluateJavaScriptInDocument(const std::string& script, const std::string& document,
+                                      EvaluationCompletion completion) override;
     std::optional<std::string> url() const override { return url_; }
     std::optional<std::string> customUserAgent() const override { return customUserAgent_; }
     void setCustomUserAgent(std::optional<std::string> userAgent) override;
@@ -53,11 +55,18 @@ class SimulatedWebView : public WebView {
 
     /// The page (or a frame of it) posts `body` on channel `name`. Answers whether a handler
     /// was registered under that name.
+    /// A sub-frame's post is inside the top document at `topFrameURL` (by default the view's
+    /// URL).
     bool post(const std::string& name, std::optional<Value> body, const std::string& frameURL,
-              bool mainFrame = true);
+              bool mainFrame = true, std::optional<std::string> topFrameURL = std::nullopt);
     /// The same with a JSON text body (text that is not JSON posts an absent body).
     bool postJSON(const std::string& name, const std::string& json, const std::string& frameURL,
-                  bool mainFrame = true);
+                  bool mainFrame = true, std::optional<std::string> topFrameURL = std::nullopt);
+    /// A new top document replaces the one shown (a load committed, a reload, a history step):
+    /// answers meant for the old one are dropped from now on.
+    void commitDocument() { ++document_; }
+    /// The top document shown now, as posts name it.
+    std::string document() const { return "doc" + std::to_string(document_); }
     /// A navigation starts: one of the view's own loads, or (without a handle) one the page
     /// begins itself, which gets a new handle. Answers the handle.
     NavigationHandle startProvisionalNavigation(NavigationHandle navigation = nullptr);
@@ -84,6 +93,7 @@ class SimulatedWebView : public WebView {
     std::optional<URLRequest> lastRequest_;
     std::string lastHTML_;
     std::optional<std::string> lastBaseURL_;
+    std::uint64_t document_ = 1;
 };
 
 class SimulatedWebViewFactory : public WebViewFactory {
@@ -119,6 +129,8 @@ class SimulatedWebViewFactory : public WebViewFactory {
     std::function<void(const Evaluation&)> onEvaluate;
     std::function<void(const Load&)> onLoad;
     std::function<void(const SimulatedWebView&)> onUserAgent;
+    /// A script meant for a document that has gone, dropped.
+    std::function<void(const Evaluation&)> onDropped;
 
   private:
     friend class SimulatedWebView;

@@ -5,31 +5,40 @@
 // the UI process cannot tell who is talking. This module runs in every web
 // process instead: for each new document it installs
 // `window.webkit.messageHandlers.<channel>.postMessage(body)` as a function
-// bound to that document's frame, and each call is sent to the owning view as a
-// user message carrying the frame's own URI and whether it is the top frame.
+// bound to that document, and each call is sent to the owning view as a user
+// message carrying the frame's own URI, whether it is the top frame, and the
+// top document's URI and identity.
 //
-// A function outlives its document when another page keeps a reference to it
-// (an opener's pop-up, say). Each document load bumps a generation number kept
-// on the frame object, and a call from an older generation is dropped, so a
-// stale reference can never speak with the URI of whatever the frame shows now.
+// Documents are told apart by a token kept on each document's global object in
+// a script world of our own, which no page script can reach. A new document
+// (a load, a reload, a sandboxed document that runs no script and so never
+// gets a channel of its own) has a new global object and so a new token; a
+// document restored from the back/forward cache keeps its own. A function is
+// honoured only while its frame still shows the document it was made for, so
+// a reference kept by another page (an opener's pop-up, a parent that can reach
+// a same-origin child) can never speak for whatever the frame shows later.
+//
+// Answers go the other way as "tandri.evaluate" messages naming the top
+// document they are meant for; once that document has gone they are dropped.
 
 #include <webkit2/webkit-web-extension.h>
 
-#include <cstdint>
 #include <string>
 
 namespace {
 
 constexpr const char* kUserMessageName = "tandri.script-message";
-constexpr const char* kGenerationKey = "tandri-channel-generation";
+constexpr const char* kEvaluateMessageName = "tandri.evaluate";
+constexpr const char* kTokenProperty = "documentToken";
 
 WebKitWebExtension* gExtension = nullptr;
+WebKitScriptWorld* gTokenWorld = nullptr;
 std::string gChannel = "tandriMessage";
 
 struct Binding {
     GWeakRef frame;
     guint64 pageId = 0;
-    guintptr generation = 0;
+    std::string document;
 };
 
 void freeBinding(gpointer data) {
@@ -38,8 +47,40 @@ void freeBinding(gpointer data) {
     delete binding;
 }
 
-guintptr generationOf(WebKitFrame* frame) {
-    return reinterpret_cast<guintptr>(g_object_get_data(G_OBJECT(frame), kGenerationKey));
+// The page's top frame. The engine deprecates this for the day a page's frames may live in
+// several processes; until then the top frame is always here. Without it, posts carry no top
+// document and the view refuses them, and answers are dropped.
+WebKitFrame* topFrameOf(WebKitWebPage* page) {
+    G_GNUC_BEGIN_IGNORE_DEPRECATIONS
+    return webkit_web_page_get_main_frame(page);
+    G_GNUC_END_IGNORE_DEPRECATIONS
+}
+
+// The identity of the document the frame shows now, made on first use.
+std::string documentToken(WebKitFrame* frame) {
+    JSCContext* context = webkit_frame_get_js_context_for_script_world(frame, gTokenWorld);
+    if (context == nullptr) return {};
+    JSCValue* global = jsc_context_get_global_object(context);
+    JSCValue* value = jsc_value_object_get_property(global, kTokenProperty);
+    std::string token;
+    if (value != nullptr && jsc_value_is_string(value)) {
+        char* text = jsc_value_to_string(value);
+        token = text;
+        g_free(text);
+    } else {
+        char* fresh = g_uuid_string_random();
+        token = fresh;
+        g_free(fresh);
+        JSCValue* stored = jsc_value_new_string(context, token.c_str());
+        jsc_value_object_define_property_data(global, kTokenProperty,
+                                              JSC_VALUE_PROPERTY_CONFIGURABLE, stored);
+        g_object_unref(stored);
+    }
+    if (jsc_context_get_exception(context) != nullptr) jsc_context_clear_exception(context);
+    g_clear_object(&value);
+    g_object_unref(global);
+    g_object_unref(context);
+    return token;
 }
 
 // The page gets no return value and no exception from a post, whatever happens
@@ -50,7 +91,8 @@ void postMessage(JSCValue* body, gpointer data) {
     if (frame == nullptr) {
         return;
     }
-    if (generationOf(frame) != binding->generation) {
+    // A function kept from an earlier document of this frame does not speak for the new one.
+    if (documentToken(frame) != binding->document) {
         g_object_unref(frame);
         return;
     }
@@ -69,26 +111,67 @@ void postMessage(JSCValue* body, gpointer data) {
             jsc_context_clear_exception(jsc_value_get_context(body));
         }
     }
+    const bool isMain = webkit_frame_is_main_frame(frame);
     const char* uri = webkit_frame_get_uri(frame);
-    GVariant* parameters =
-        g_variant_new("(sssb)", gChannel.c_str(), json != nullptr ? json : "",
-                      uri != nullptr ? uri : "", webkit_frame_is_main_frame(frame));
+    WebKitFrame* top = topFrameOf(page);
+    const char* topUri = top != nullptr ? webkit_frame_get_uri(top) : nullptr;
+    const std::string topDocument =
+        isMain ? binding->document : (top != nullptr ? documentToken(top) : std::string());
+    GVariant* parameters = g_variant_new("(sssbss)", gChannel.c_str(), json != nullptr ? json : "",
+                                         uri != nullptr ? uri : "", isMain,
+                                         topUri != nullptr ? topUri : "", topDocument.c_str());
     g_free(json);
     webkit_web_page_send_message_to_view(
         page, webkit_user_message_new(kUserMessageName, parameters), nullptr, nullptr, nullptr);
     g_object_unref(frame);
 }
 
+// Runs an answer in the top document it names, or not at all. The reply says which, with the
+// script's value as JSON text.
+gboolean evaluateInDocument(WebKitWebPage* page, WebKitUserMessage* message, gpointer) {
+    const char* name = webkit_user_message_get_name(message);
+    if (name == nullptr || std::string(name) != kEvaluateMessageName) return FALSE;
+    GVariant* parameters = webkit_user_message_get_parameters(message);
+    bool ran = false;
+    std::string result;
+    if (parameters != nullptr && g_variant_is_of_type(parameters, G_VARIANT_TYPE("(ss)"))) {
+        const char* document = nullptr;
+        const char* script = nullptr;
+        g_variant_get(parameters, "(&s&s)", &document, &script);
+        WebKitFrame* top = topFrameOf(page);
+        if (top != nullptr && *document != '\0' && documentToken(top) == document) {
+            JSCContext* context = webkit_frame_get_js_context(top);
+            JSCValue* value = jsc_context_evaluate(context, script, -1);
+            ran = true;
+            if (jsc_context_get_exception(context) != nullptr) {
+                jsc_context_clear_exception(context);
+            } else if (value != nullptr && !jsc_value_is_undefined(value)) {
+                if (char* json = jsc_value_to_json(value, 0)) {
+                    result = json;
+                    g_free(json);
+                }
+            }
+            g_clear_object(&value);
+            g_object_unref(context);
+        }
+    }
+    webkit_user_message_send_reply(
+        message,
+        webkit_user_message_new(kEvaluateMessageName, g_variant_new("(bs)", ran, result.c_str())));
+    return TRUE;
+}
+
+void pageCreated(WebKitWebExtension*, WebKitWebPage* page, gpointer) {
+    g_signal_connect(page, "user-message-received", G_CALLBACK(evaluateInDocument), nullptr);
+}
+
 void windowObjectCleared(WebKitScriptWorld* world, WebKitWebPage* page, WebKitFrame* frame,
                          gpointer) {
-    guintptr generation = generationOf(frame) + 1;
-    g_object_set_data(G_OBJECT(frame), kGenerationKey, reinterpret_cast<gpointer>(generation));
-
     JSCContext* context = webkit_frame_get_js_context_for_script_world(frame, world);
     auto* binding = new Binding;
     g_weak_ref_init(&binding->frame, frame);
     binding->pageId = webkit_web_page_get_id(page);
-    binding->generation = generation;
+    binding->document = documentToken(frame);
     JSCValue* post = jsc_value_new_function(context, "postMessage", G_CALLBACK(postMessage),
                                             binding, freeBinding, G_TYPE_NONE, 1, JSC_TYPE_VALUE);
 
@@ -137,6 +220,8 @@ extern "C" G_MODULE_EXPORT void webkit_web_extension_initialize_with_user_data(
         g_variant_is_of_type(const_cast<GVariant*>(userData), G_VARIANT_TYPE_STRING)) {
         gChannel = g_variant_get_string(const_cast<GVariant*>(userData), nullptr);
     }
+    gTokenWorld = webkit_script_world_new();
     g_signal_connect(webkit_script_world_get_default(), "window-object-cleared",
                      G_CALLBACK(windowObjectCleared), nullptr);
+    g_signal_connect(extension, "page-created", G_CALLBACK(pageCreated), nullptr);
 }
