@@ -39,6 +39,15 @@ const char* kShownPage =
     "  window.webkit.messageHandlers.tandriMessage.postMessage({again: t}); });"
     "</script></body></html>";
 
+const char* kGuardedPage =
+    "<!DOCTYPE html><html><head><script>"
+    "window.webkit.messageHandlers.tandriMessage.postMessage({inline: true});"
+    "</script><script src=\"/guarded.js\"></script></head><body></body></html>";
+const char* kGuardedScript =
+    "window.webkit.messageHandlers.tandriMessage.postMessage({external: true,"
+    " compatMode: document.compatMode, referrer: document.querySelector('meta[name=referrer]')"
+    " ? document.querySelector('meta[name=referrer]').content : null});";
+
 void handle(SoupServer*, SoupServerMessage* message, const char* path, GHashTable*, gpointer data) {
     auto* log = static_cast<std::vector<Recorded>*>(data);
     Recorded record;
@@ -63,6 +72,27 @@ void handle(SoupServer*, SoupServerMessage* message, const char* path, GHashTabl
         soup_server_message_set_status(message, 200, nullptr);
         soup_server_message_set_response(message, "text/html; charset=utf-8", SOUP_MEMORY_STATIC,
                                          kShownPage, strlen(kShownPage));
+    } else if (record.path == "/guarded") {
+        // Inline script is forbidden; the page's own script file is not.
+        soup_message_headers_append(headers, "Content-Security-Policy", "script-src 'self'");
+        soup_message_headers_append(headers, "Referrer-Policy", "no-referrer");
+        soup_server_message_set_status(message, 200, nullptr);
+        soup_server_message_set_response(message, "text/html; charset=utf-8", SOUP_MEMORY_STATIC,
+                                         kGuardedPage, strlen(kGuardedPage));
+    } else if (record.path == "/guarded.js") {
+        soup_server_message_set_status(message, 200, nullptr);
+        soup_server_message_set_response(message, "text/javascript", SOUP_MEMORY_STATIC,
+                                         kGuardedScript, strlen(kGuardedScript));
+    } else if (record.path == "/huge" || record.path == "/endless") {
+        // Just over the limit: said up front, or only found out by reading (no length given).
+        if (record.path == "/endless")
+            soup_message_headers_set_encoding(headers, SOUP_ENCODING_EOF);
+        soup_server_message_set_status(message, 200, nullptr);
+        std::string chunk(1024 * 1024, 'x');
+        SoupMessageBody* out = soup_server_message_get_response_body(message);
+        for (int i = 0; i < 17; ++i)
+            soup_message_body_append(out, SOUP_MEMORY_COPY, chunk.data(), chunk.size());
+        soup_message_headers_set_content_type(headers, "text/html", nullptr);
     } else if (record.path == "/missing") {
         soup_server_message_set_status(message, 404, nullptr);
         soup_server_message_set_response(message, "text/plain", SOUP_MEMORY_STATIC, "gone", 4);
@@ -167,6 +197,37 @@ TEST_F(HttpLoaderTest, GetHasNoBodyAndFailuresAreReported) {
     response = fetch(request);
     EXPECT_EQ(response.status, 0);
     EXPECT_FALSE(response.error.empty());
+}
+
+// The response's Content-Security-Policy still governs the page shown: its inline script is
+// blocked while its own script file runs, and the doctype stays first (standards mode).
+TEST_F(HttpLoaderTest, TheResponsesSecurityPoliciesGovernThePageShown) {
+    HttpRequest request;
+    request.url = base + "/guarded";
+    request.method = "POST";
+    request.body = "{}";
+    HttpResponse response = fetch(request);
+    ASSERT_EQ(response.status, 200);
+    EXPECT_EQ(response.contentSecurityPolicies, std::vector<std::string>{"script-src 'self'"});
+    EXPECT_EQ(response.referrerPolicy, "no-referrer");
+    HttpLoader::show(view, response);
+    ASSERT_TRUE(spinUntil([&] { return !received.empty(); }, std::chrono::seconds(20)));
+    ASSERT_TRUE(barrier(view));
+    ASSERT_EQ(received.size(), 1u);
+    EXPECT_EQ(received[0].post.bodyJson,
+              R"({"external":true,"compatMode":"CSS1Compat","referrer":"no-referrer"})");
+}
+
+// A body over the limit fails the load, whether its length is said up front or not.
+TEST_F(HttpLoaderTest, AResponseOverTheSizeLimitFails) {
+    for (const char* path : {"/huge", "/endless"}) {
+        HttpRequest request;
+        request.url = base + path;
+        HttpResponse response = fetch(request);
+        EXPECT_EQ(response.status, 0) << path;
+        EXPECT_EQ(response.error, "The response is larger than 16 MiB") << path;
+        EXPECT_TRUE(response.body.empty()) << path;
+    }
 }
 
 }  // namespace

@@ -97,6 +97,8 @@ std::shared_ptr<CheckoutWebViewBridge> CheckoutWebViewBridge::initWithUrlString(
     const std::optional<std::string>& messageHandlerPath,
     std::shared_ptr<ViewController> presentingViewController, const std::string& userAgentSuffix,
     Completion completion) {
+    // A method that is not a token would be written into the request line as it stands.
+    if (method && !isHTTPToken(*method)) return nullptr;
     std::shared_ptr<CheckoutWebViewBridge> bridge(new CheckoutWebViewBridge(makeWebView(nullptr)));
     if (!bridge->webView) return nullptr;
     bridge->messageHandlerPath = messageHandlerPath;

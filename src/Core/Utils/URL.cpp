@@ -111,6 +111,19 @@ bool boolValue(const Value& value) {
     return c == 'Y' || c == 'y' || c == 'T' || c == 't' || (c >= '1' && c <= '9');
 }
 
+bool isHTTPToken(std::string_view text) {
+    if (text.empty()) return false;
+    for (unsigned char c : text) {
+        const bool alnum =
+            (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+        if (!alnum && std::string_view("!#$%&'*+-.^_`|~").find(static_cast<char>(c)) ==
+                          std::string_view::npos) {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool isNilOrBlank(const std::optional<std::string>& text) {
     return !text || text->empty();
 }

@@ -57,6 +57,10 @@ std::string appendMobileButtonWithColor(std::string_view base, std::string_view 
 /// 'T', 't' or a digit from 1 to 9 ("1", "yes", "true", "007"); anything else is false.
 bool boolValue(const Value& value);
 
+/// Whether the text is an HTTP token (a method or header name): one or more of the letters,
+/// digits and !#$%&'*+-.^_`|~.
+bool isHTTPToken(std::string_view text);
+
 /// True for an absent string or the empty string (a string of blanks is not blank here).
 bool isNilOrBlank(const std::optional<std::string>& text);
 inline bool isNilOrBlank(const std::string* text) {

@@ -28,10 +28,12 @@ struct Fetch {
     SoupCookieJar* jar = nullptr;
     SoupMessage* message = nullptr;
     GTlsCertificate* trusted = nullptr;
+    GInputStream* stream = nullptr;
     HttpResponse response;
     int cookiesPending = 0;
 
     ~Fetch() {
+        g_clear_object(&stream);
         g_clear_object(&message);
         g_clear_object(&session);
         g_clear_object(&trusted);
@@ -69,14 +71,53 @@ void storeCookies(Fetch* fetch) {
     g_slist_free_full(cookies, reinterpret_cast<GDestroyNotify>(soup_cookie_free));
 }
 
+void readMore(Fetch* fetch);
+
+void fail(Fetch* fetch, std::string error) {
+    fetch->response = HttpResponse{};
+    fetch->response.error = std::move(error);
+    finish(fetch);
+}
+
+void chunkRead(GObject* source, GAsyncResult* result, gpointer data) {
+    auto* fetch = static_cast<Fetch*>(data);
+    GError* error = nullptr;
+    GBytes* chunk = g_input_stream_read_bytes_finish(G_INPUT_STREAM(source), result, &error);
+    if (chunk == nullptr) {
+        fail(fetch, error != nullptr ? error->message : "reading the response failed");
+        g_clear_error(&error);
+        return;
+    }
+    gsize size = 0;
+    const auto* bytes = static_cast<const char*>(g_bytes_get_data(chunk, &size));
+    if (size == 0) {  // the end
+        g_bytes_unref(chunk);
+        storeCookies(fetch);
+        return;
+    }
+    if (fetch->response.body.size() + size > HttpLoader::kMaximumBodyBytes) {
+        g_bytes_unref(chunk);
+        fail(fetch, "The response is larger than " +
+                        std::to_string(HttpLoader::kMaximumBodyBytes / (1024 * 1024)) + " MiB");
+        return;
+    }
+    fetch->response.body.append(bytes, size);
+    g_bytes_unref(chunk);
+    readMore(fetch);
+}
+
+void readMore(Fetch* fetch) {
+    g_input_stream_read_bytes_async(fetch->stream, 64 * 1024, G_PRIORITY_DEFAULT, nullptr,
+                                    chunkRead, fetch);
+}
+
 void received(GObject* source, GAsyncResult* result, gpointer data) {
     auto* fetch = static_cast<Fetch*>(data);
     GError* error = nullptr;
-    GBytes* bytes = soup_session_send_and_read_finish(SOUP_SESSION(source), result, &error);
-    if (bytes == nullptr) {
-        fetch->response.error = error != nullptr ? error->message : "request failed";
+    fetch->stream = soup_session_send_finish(SOUP_SESSION(source), result, &error);
+    if (fetch->stream == nullptr) {
+        fail(fetch, error != nullptr ? error->message : "request failed");
         g_clear_error(&error);
-        finish(fetch);
         return;
     }
     HttpResponse& response = fetch->response;
@@ -84,9 +125,9 @@ void received(GObject* source, GAsyncResult* result, gpointer data) {
     char* url = g_uri_to_string(soup_message_get_uri(fetch->message));
     response.url = url;
     g_free(url);
+    SoupMessageHeaders* headers = soup_message_get_response_headers(fetch->message);
     GHashTable* params = nullptr;
-    const char* mime = soup_message_headers_get_content_type(
-        soup_message_get_response_headers(fetch->message), &params);
+    const char* mime = soup_message_headers_get_content_type(headers, &params);
     response.mimeType = mime != nullptr ? mime : "text/html";
     if (params != nullptr) {
         if (auto* charset = static_cast<const char*>(g_hash_table_lookup(params, "charset"))) {
@@ -94,11 +135,26 @@ void received(GObject* source, GAsyncResult* result, gpointer data) {
         }
         g_hash_table_destroy(params);
     }
-    gsize size = 0;
-    const auto* body = static_cast<const char*>(g_bytes_get_data(bytes, &size));
-    response.body.assign(body != nullptr ? body : "", size);
-    g_bytes_unref(bytes);
-    storeCookies(fetch);
+    // The policies the page must still be shown under.
+    SoupMessageHeadersIter iter;
+    soup_message_headers_iter_init(&iter, headers);
+    const char* name = nullptr;
+    const char* value = nullptr;
+    while (soup_message_headers_iter_next(&iter, &name, &value)) {
+        if (g_ascii_strcasecmp(name, "Content-Security-Policy") == 0) {
+            response.contentSecurityPolicies.emplace_back(value);
+        } else if (g_ascii_strcasecmp(name, "Referrer-Policy") == 0) {
+            response.referrerPolicy = value;
+        }
+    }
+    // A body that says its length up front is refused before it is read.
+    const goffset length = soup_message_headers_get_content_length(headers);
+    if (length > static_cast<goffset>(HttpLoader::kMaximumBodyBytes)) {
+        fail(fetch, "The response is larger than " +
+                        std::to_string(HttpLoader::kMaximumBodyBytes / (1024 * 1024)) + " MiB");
+        return;
+    }
+    readMore(fetch);
 }
 
 gboolean acceptCertificate(SoupMessage* message, GTlsCertificate* peer, GTlsCertificateFlags,
@@ -142,8 +198,8 @@ void send(Fetch* fetch, GList* cookies) {
     }
     fetch->trusted = loadCertificate(fetch->settings.trustedCertificateFile);
     g_signal_connect(fetch->message, "accept-certificate", G_CALLBACK(acceptCertificate), fetch);
-    soup_session_send_and_read_async(fetch->session, fetch->message, G_PRIORITY_DEFAULT, nullptr,
-                                     received, fetch);
+    soup_session_send_async(fetch->session, fetch->message, G_PRIORITY_DEFAULT, nullptr, received,
+                            fetch);
 }
 
 void cookiesRead(GObject* source, GAsyncResult* result, gpointer data) {
@@ -184,8 +240,57 @@ void HttpLoader::fetchForView(WebKitWebView* view, const HttpRequest& request,
                                       cookiesRead, fetch);
 }
 
+std::string HttpLoader::withPolicies(const HttpResponse& response) {
+    if (response.contentSecurityPolicies.empty() && response.referrerPolicy.empty()) {
+        return response.body;
+    }
+    auto escape = [](const std::string& text) {
+        std::string out;
+        for (char c : text) {
+            switch (c) {
+                case '&':
+                    out += "&amp;";
+                    break;
+                case '"':
+                    out += "&quot;";
+                    break;
+                case '<':
+                    out += "&lt;";
+                    break;
+                case '>':
+                    out += "&gt;";
+                    break;
+                default:
+                    out += c;
+            }
+        }
+        return out;
+    };
+    std::string tags;
+    for (const auto& policy : response.contentSecurityPolicies) {
+        tags += "<meta http-equiv=\"Content-Security-Policy\" content=\"" + escape(policy) + "\">";
+    }
+    if (!response.referrerPolicy.empty()) {
+        tags += "<meta name=\"referrer\" content=\"" + escape(response.referrerPolicy) + "\">";
+    }
+    // Before anything the document holds, so the policies govern all of it; after a doctype,
+    // which must stay first.
+    const std::string& body = response.body;
+    std::size_t at = body.compare(0, 3, "\xEF\xBB\xBF") == 0 ? 3 : 0;
+    std::size_t start = body.find_first_not_of(" \t\r\n\f", at);
+    if (start != std::string::npos && body.size() - start >= 9 &&
+        g_ascii_strncasecmp(body.c_str() + start, "<!doctype", 9) == 0) {
+        const std::size_t end = body.find('>', start);
+        if (end != std::string::npos) at = end + 1;
+    }
+    return body.substr(0, at) + tags + body.substr(at);
+}
+
 void HttpLoader::show(WebKitWebView* view, const HttpResponse& response) {
-    GBytes* bytes = g_bytes_new(response.body.data(), response.body.size());
+    const bool html =
+        response.mimeType == "text/html" || response.mimeType == "application/xhtml+xml";
+    const std::string body = html ? withPolicies(response) : response.body;
+    GBytes* bytes = g_bytes_new(body.data(), body.size());
     webkit_web_view_load_bytes(view, bytes, response.mimeType.c_str(),
                                response.charset.empty() ? nullptr : response.charset.c_str(),
                                response.url.c_str());

@@ -42,6 +42,8 @@ struct HttpResponse {
     std::string charset;
     std::string body;
     std::string error;
+    std::vector<std::string> contentSecurityPolicies;  // each header as sent
+    std::string referrerPolicy;
 };
 
 class HttpLoader {
@@ -54,9 +56,18 @@ class HttpLoader {
     static void fetchForView(WebKitWebView* view, const HttpRequest& request,
                              const NetworkSettings& settings, Completion done);
 
+    // A larger body fails the load (an endless one too).
+    static constexpr std::size_t kMaximumBodyBytes = 16 * 1024 * 1024;
+
     // Shows a response as the page at its URL (origin, cookies and relative
-    // links as if the engine had loaded it itself).
+    // links as if the engine had loaded it itself). Its Content-Security-Policy
+    // and Referrer-Policy headers still govern the page: they go in front of the
+    // document as the equivalent meta elements. (What a meta element cannot say,
+    // frame-ancestors, report-uri and sandbox, is lost; the first two do not
+    // apply to a page shown at the top of its own view.)
     static void show(WebKitWebView* view, const HttpResponse& response);
+    // The HTML shown for a response: its body under its policies.
+    static std::string withPolicies(const HttpResponse& response);
 };
 
 }  // namespace tandri::gtk
