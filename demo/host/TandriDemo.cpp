@@ -422,7 +422,8 @@ int main(int argc, char** argv) {
         g_main_context_iteration(nullptr, FALSE);
         if (!g_main_context_pending(nullptr)) g_usleep(2000);
         if (elapsed(start) > options.timeoutSeconds) {
-            std::fprintf(stderr, "tandri-demo: no result within %d s\n", options.timeoutSeconds);
+            std::fprintf(stderr, "tandri-demo: no result within %d s (on the %s screen)\n",
+                         options.timeoutSeconds, lastScreen.c_str());
             if (lastSavedCheck) {
                 report("cached-button", *lastSavedCheck);
                 exitStatus = 3;

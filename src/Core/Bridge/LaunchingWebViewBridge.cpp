@@ -208,7 +208,14 @@ MessageHandler LaunchingWebViewBridge::showLoading() {
             });
         spinner->setModalPresentationStyle(ModalPresentationStyle::FullScreen);
         spinner->delegate = bridge;
-        bridge->presentingViewController->presentViewController(spinner, true);
+        // The spinner comes in animated; a "launch" that arrives meanwhile waits for it.
+        bridge->spinnerArriving_ = true;
+        bridge->presentingViewController->presentViewController(spinner, true, [weak] {
+            auto strong = weak.lock();
+            if (!strong) return;
+            strong->spinnerArriving_ = false;
+            if (auto next = std::move(strong->afterSpinner_)) next();
+        });
     };
 }
 
@@ -235,6 +242,20 @@ MessageHandler LaunchingWebViewBridge::launch() {
                 strong->rxoBridge->viewController, animated,
                 [completion] { completion(JSResult::success()); });
         };
+        // A screen still on its way in cannot be replaced yet: the checkout follows it.
+        if (bridge->spinnerArriving_ && !bridge->isPresenting()) {
+            bridge->afterSpinner_ = [weak, present] {
+                auto strong = weak.lock();
+                if (!strong) return;
+                if (strong->isPresenting()) {
+                    strong->presentingViewController->dismissViewControllerAnimated(
+                        false, [present] { present(false); });
+                } else {
+                    present(true);
+                }
+            };
+            return;
+        }
         // The checkout replaces the spinner without animation; alone it comes in animated.
         if (bridge->isPresenting()) {
             bridge->presentingViewController->dismissViewControllerAnimated(

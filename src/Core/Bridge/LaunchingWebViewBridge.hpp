@@ -76,6 +76,9 @@ class LaunchingWebViewBridge : public JSBridge, public UIDelegate, public DataRe
     std::optional<std::string> checkoutMessageHandlerPath;
     bool transitionSpinnerEnabled = false;
     bool spinnerCancelled = false;
+    /// The spinner is being presented (its animation runs), and what waits for it to be up.
+    bool spinnerArriving_ = false;
+    std::function<void()> afterSpinner_;
     bool supportsSRC = false;
     std::optional<std::string> correlationId;
     std::optional<std::string> visitId;
