@@ -11,7 +11,11 @@
 //     checked like every other page;
 //   - every script evaluated in a page is the user-agent probe, a call of a path the page
 //     registered (or "(null)") with one valid JSON argument, or a postMessage of a known native
-//     event whose JSON cannot break out of its quoted string.
+//     event whose JSON cannot break out of its quoted string;
+//   - an answer reaches only the document that asked: views get new top documents (maker pages
+//     and foreign ones) between messages, frames post from inside foreign top documents, and an
+//     answer evaluated in a view whose top document is not the one that asked, or that came
+//     from a frame inside a foreign top document (but a hybrid host's own page), breaks it.
 // An input may start with scenario lines (JSON Lines, as in tests/scenarios, which seed the
 // corpus) up to its first NUL byte; they are played as written, then the rest drives the
 // generated events.
@@ -22,6 +26,7 @@
 
 #include <cctype>
 #include <cstdlib>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -268,7 +273,12 @@ class BridgeFuzz {
             if (refused) {
                 playRefused(event->asDictionary());
             } else {
+                if (name->asString() == "message") noteQuestion(event->asDictionary());
+                const Value* view = event->find("view");
+                const std::string resolved =
+                    view && view->isString() ? resolve(view->asString()) : std::string();
                 play(event->asDictionary());
+                if (name->asString() == "navigation.commit") ++documents_[resolved];
             }
             checkScripts();
         }
@@ -280,7 +290,15 @@ class BridgeFuzz {
             const bool refused = what >= 5;
             Dictionary event{{"event", Value("message")}, {"view", Value(view())}};
             event.set("frame", Value(refused ? pick(kRefusedFrames) : pick(kAllowedFrames)));
-            if (in_.ConsumeIntegralInRange<int>(0, 7) == 0) event.set("mainFrame", Value(false));
+            bool topRefused = false;
+            if (in_.ConsumeIntegralInRange<int>(0, 7) == 0) {
+                event.set("mainFrame", Value(false));
+                // A frame inside a top document of its own choosing.
+                if (in_.ConsumeBool()) {
+                    topRefused = in_.ConsumeBool();
+                    event.set("top", Value(topRefused ? pick(kRefusedFrames) : pick(kAllowedFrames)));
+                }
+            }
             if (in_.ConsumeIntegralInRange<int>(0, 15) == 0) {
                 event.set("channel", Value(in_.ConsumeBool() ? "supportsSRC" : "other"));
             }
@@ -289,13 +307,29 @@ class BridgeFuzz {
             } else {
                 event.set("body", body());
             }
-            if (refused && !hostPageMayPost(event)) {
+            // Inside a hybrid host's own page a frame of the maker's is heard whatever the top.
+            const bool heard = hostPageMayPost(event) || (hostPage(event) && !refused);
+            if ((refused || topRefused) && !heard) {
                 playRefused(std::move(event));
             } else {
+                noteQuestion(event);
                 play(std::move(event));
             }
         } else if (what == 7) {
-            play({{"event", Value("navigation.finish")}, {"view", Value(view())}});
+            if (in_.ConsumeBool()) {
+                // A new top document: the page navigates, reloads or steps through history.
+                const std::string name = view();
+                Dictionary event{{"event", Value("navigation.commit")}, {"view", Value(name)}};
+                if (in_.ConsumeBool()) {
+                    event.set("url", Value(in_.ConsumeBool() ? pick(kRefusedFrames)
+                                                             : pick(kAllowedFrames)));
+                }
+                const std::string resolved = resolve(name);
+                play(std::move(event));
+                ++documents_[resolved];
+            } else {
+                play({{"event", Value("navigation.finish")}, {"view", Value(view())}});
+            }
         } else if (what == 8) {
             play({{"event", Value("navigation.fail")},
                   {"view", Value(view())},
@@ -402,13 +436,56 @@ class BridgeFuzz {
     void checkScripts() {
         for (; checked_ < effects_.size(); ++checked_) {
             const auto& line = effects_[checked_];
+            if (line.rfind(R"({"effect":"webView")", 0) == 0) {
+                auto effect = json::parse(line);
+                if (effect && effect->find("role") && effect->find("view")) {
+                    roles_[effect->find("role")->asString()] = effect->find("view")->asString();
+                }
+                continue;
+            }
             if (line.rfind(R"({"effect":"evaluate")", 0) != 0) continue;
             auto effect = json::parse(line);
             check(effect && effect->find("script"), "an evaluate effect without a script", line);
             const auto& script = effect->find("script")->asString();
             check(script == "navigator.userAgent" || validCall(script) || validPush(script),
                   "a script of an unexpected form", script);
+            checkAnswerDocument(effect->find("view")->asString(), script);
         }
+    }
+
+    /// A view named by role is the view that last took that role.
+    std::string resolve(const std::string& name) const {
+        auto found = roles_.find(name);
+        return found != roles_.end() ? found->second : name;
+    }
+
+    /// Remembers which top document a question was asked from.
+    void noteQuestion(const Dictionary& event) {
+        const Value* body = event.find("body");
+        const Value* view = event.find("view");
+        if (!body || !body->isDictionary() || !view || !view->isString()) return;
+        const Value* id = body->find("id");
+        if (!id || !id->isString()) return;
+        const std::string resolved = resolve(view->asString());
+        asked_[resolved + "\n" + id->asString()] = documents_[resolved];
+    }
+
+    /// An answer (a page call with a response object) must reach the document that asked.
+    void checkAnswerDocument(const std::string& view, const std::string& script) {
+        const auto open = script.find('(');
+        if (open == std::string::npos || script.back() != ')') return;
+        auto argument = json::parse(
+            std::string_view(script).substr(open + 1, script.size() - open - 2));
+        if (!argument || !argument->isDictionary()) return;
+        const Value* name = argument->find("name");
+        const Value* id = argument->find("id");
+        if (!name || !name->isString() || name->asString() != "result" || !id || !id->isString()) {
+            return;
+        }
+        auto found = asked_.find(view + "\n" + id->asString());
+        if (found == asked_.end()) return;  // asked in a scenario line, or by another view
+        check(found->second == documents_[view], "an answer reached a document that did not ask",
+              script);
     }
 
     BridgeKind kind_;
@@ -417,6 +494,15 @@ class BridgeFuzz {
     std::vector<std::string> effects_;
     std::size_t checked_ = 0;
     std::vector<std::string> paths_{"(null)"};
+    /// Whether the message comes from inside a hybrid host's own page.
+    bool hostPage(const Dictionary& event) const {
+        if (!hybrid_) return false;
+        const Value* view = event.find("view");
+        if (!view || !view->isString()) return false;
+        const std::string& name = view->asString();
+        return name == "merchant" || name.rfind('w', 0) == 0;
+    }
+
     /// Whether a message from a frame off the maker's domain may still be heard: only inside a
     /// hybrid host's own page, from its main frame or (once the host declared origins) any of
     /// its frames. Windows the page opens share its channel but not this trust.
@@ -435,6 +521,11 @@ class BridgeFuzz {
     bool hybrid_ = kind_ == BridgeKind::Merchant;
     // The host declared trusted origins in a scenario line.
     bool declaredOrigins_ = false;
+    // Views by role, as the runner names them; each view's top document, by number; and the
+    // document each question (view and id) was asked from.
+    std::map<std::string, std::string> roles_;
+    std::map<std::string, int> documents_;
+    std::map<std::string, int> asked_;
 };
 
 /// One fuzz input for a bridge of `kind`: scenario lines up to the first NUL, then the bytes
