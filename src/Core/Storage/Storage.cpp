@@ -35,21 +35,22 @@ std::string Storage::prefixKeychainKey(const std::string& key) {
     return key;
 }
 
-void Storage::setValue(const std::optional<Value>& value, const std::string& key,
+bool Storage::setValue(const std::optional<Value>& value, const std::string& key,
                        std::int64_t options, const std::optional<Value>& prompt) {
     const std::string name = prefixKeychainKey(key);
+    // A name the keychain would shorten could land on another key's items.
+    if (!KeychainUtils::canStoreKey(name)) return false;
     Dictionary record{{"options", Value::integer(options)},
                       {"prompt", prompt ? *prompt : Value::null()}};
-    MetaStore::storeMetadata(Value(std::move(record)), name);
-    if (options & (kStorageOptionSecure | kStorageOptionRequireAuth)) {
-        KeychainUtils::setValue(value, Value(name));
-    } else {
-        UserDefaultsUtils::setValue(value, Value(name));
-    }
+    const bool recorded = MetaStore::storeMetadata(Value(std::move(record)), name);
+    const bool stored = options & (kStorageOptionSecure | kStorageOptionRequireAuth)
+                            ? KeychainUtils::setValue(value, Value(name))
+                            : UserDefaultsUtils::setValue(value, Value(name));
+    return recorded && stored;
 }
 
-void Storage::setValue(const std::optional<Value>& value, const std::string& key) {
-    setValue(value, key, 0, std::nullopt);
+bool Storage::setValue(const std::optional<Value>& value, const std::string& key) {
+    return setValue(value, key, 0, std::nullopt);
 }
 
 void Storage::getValueForKey(const std::string& key, Callback callback) {
@@ -236,9 +237,14 @@ const MessageHandler& Storage::setHandler() {
             completion(JSResult::error("Cannot store value, key is nil"));
             return;
         }
+        if (!KeychainUtils::canStoreKey(prefixKeychainKey(key->asString()))) {
+            completion(JSResult::error(kKeyRefusedError));
+            return;
+        }
         std::optional<Value> value;
         if (const Value* v = data->find("value")) value = *v;
         const Value* options = message["options"];
+        bool kept = false;
         if (options && options->isDictionary() && !options->asDictionary().empty()) {
             const Value* requireAuth = options->find("requireAuth");
             const Value* secure = options->find("secure");
@@ -248,9 +254,15 @@ const MessageHandler& Storage::setHandler() {
                 (requireAuth && boolValue(*requireAuth) ? kStorageOptionRequireAuth : 0);
             std::optional<Value> prompt;
             if (const Value* p = options->find("prompt")) prompt = *p;
-            setValue(value, key->asString(), bits, prompt);
+            kept = setValue(value, key->asString(), bits, prompt);
         } else {
-            setValue(value, key->asString());
+            kept = setValue(value, key->asString());
+        }
+        // Success promises that "get" reads the value back, after a restart too. (The empty key
+        // keeps nothing and is answered as ever: "get" refuses it, so nothing reads it back.)
+        if (!kept && !key->asString().empty()) {
+            completion(JSResult::error(kNotKeptError));
+            return;
         }
         completion(JSResult::success());
     };
