@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "Core/Storage/BiometricGate.hpp"
 #include "Core/Storage/KeychainUtils.hpp"
 #include "Core/Utils/URL.hpp"
 #include "Platform/Platform.hpp"
@@ -74,16 +75,16 @@ void Storage::getValueForKey(const std::string& key, Callback callback) {
         }
         const Value* prompt = record->find("prompt");
         std::string reason = prompt && prompt->isString() && !prompt->asString().empty()
-                                 ? prompt->asString()
+                                 ? promptText(prompt->asString())
                                  : std::string(kDefaultBiometricPrompt);
         auto biometrics = Platform::current().biometrics;
         if (!biometrics) {
             callback(Value::null());
             return;
         }
-        biometrics->evaluate(reason, [callback = std::move(callback), value](bool passed) {
-            callback(passed ? value : std::optional<Value>(Value::null()));
-        });
+        BiometricGate::shared().check({HandlerTableContentController::deliveringView(), name,
+                                       std::move(reason), std::move(value), std::move(callback)},
+                                      biometrics);
     } else if (options & kStorageOptionSecure) {
         callback(KeychainUtils::getValueForKey(name));
     } else if (options == 0) {
