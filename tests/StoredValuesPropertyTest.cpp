@@ -377,3 +377,53 @@ TEST(SecretServiceStoredValuesProperty, EveryAcknowledgedWriteReadsBackAfterARes
     }
     std::filesystem::remove_all(dir);
 }
+
+namespace {
+
+// Stores that refuse every write (a full disk, a locked keyring).
+class RefusingKeychain final : public Keychain {
+  public:
+    bool add(const std::optional<std::string>&, const std::string&,
+             const std::vector<std::uint8_t>&) override {
+        return false;
+    }
+    std::optional<std::vector<std::uint8_t>> copyMatching(const std::optional<std::string>&,
+                                                          const std::string&) override {
+        return std::nullopt;
+    }
+    void remove(const std::optional<std::string>&, const std::string&) override {}
+};
+
+class RefusingUserDefaults final : public UserDefaults {
+  public:
+    std::optional<Value> objectForKey(const std::string&) override { return std::nullopt; }
+    bool setObject(const std::string&, const Value&) override { return false; }
+    void removeObject(const std::string&) override {}
+};
+
+}  // namespace
+
+TEST(StoredValuesProperty, AWriteAStoreRefusesIsAnsweredWithAnError) {
+    sim::SimulatedPlatform platform;
+    Page page;
+    const std::string notKept =
+        R"(","name":"result","data":null,"error":"Cannot store value, it was not kept"}))";
+    const std::string ok = R"(","name":"result","data":null,"error":null}))";
+    const std::string secure =
+        R"({"name":"set","id":"1","data":{"key":"k","value":"v"},"options":{"secure":true}})";
+    const std::string plain = R"({"name":"set","id":"2","data":{"key":"k","value":"v"}})";
+
+    // Preferences refuse: a plain value is not kept, a secure one is.
+    const auto defaults = Platform::current().userDefaults;
+    Platform::current().userDefaults = std::make_shared<RefusingUserDefaults>();
+    EXPECT_EQ(page.send(plain), "P({\"id\":\"2" + notKept);
+    EXPECT_EQ(page.send(secure), "P({\"id\":\"1" + ok);
+    // The keychain refuses: neither is (a plain value's metadata lives in the keychain). The
+    // empty key, which keeps nothing and which "get" refuses, is answered as ever.
+    Platform::current().keychain = std::make_shared<RefusingKeychain>();
+    Platform::current().userDefaults = defaults;
+    EXPECT_EQ(page.send(secure), "P({\"id\":\"1" + notKept);
+    EXPECT_EQ(page.send(plain), "P({\"id\":\"2" + notKept);
+    EXPECT_EQ(page.send(R"({"name":"set","id":"3","data":{"key":"","value":"v"}})"),
+              "P({\"id\":\"3" + ok);
+}
