@@ -93,3 +93,70 @@ TEST(SecretServiceKeychain, HandlersStoreSecureValuesInTheKeyringAndPreferencesI
     }
     std::filesystem::remove_all(dir);
 }
+
+TEST(SecretServiceKeychain, KeysTheKeyringCannotNameAreRefusedNeverTruncatedIntoAnother) {
+    bool skip = false;
+    auto keyring = keyringOrSkip(skip);
+    if (skip) GTEST_SKIP() << "needs the keyring started by scripts/test-secret-service.sh";
+    ASSERT_TRUE(keyring);
+    char pattern[] = "/tmp/tandri-keyring-XXXXXX";
+    const std::string dir = ::mkdtemp(pattern);
+    {
+        sim::SimulatedPlatform platform;
+        Platform ports = Platform::current();
+        ASSERT_TRUE(linux_storage::installStoragePorts(
+            ports, "test", linux_storage::KeychainBackend::SecretService, dir + "/storage.db"));
+        Platform::install(ports);
+        Page page;
+        const std::string refused =
+            R"(","name":"result","data":null,"error":"Cannot store value under this key"}))";
+        page.send(
+            R"({"name":"set","id":"1","data":{"key":"a","value":"kept"},"options":{"secure":true}})");
+        const auto item = keyring->copyMatching("tandriCheckout", "a");
+        const auto metadata = keyring->copyMatching("tandriCheckout", "atandriMetadata");
+        ASSERT_TRUE(item && metadata);
+
+        // "a\0b" would reach the keyring as "a" (its metadata as "a" too): refused, in either
+        // store, with nothing written or erased.
+        EXPECT_EQ(
+            page.send(
+                R"({"name":"set","id":"3","data":{"key":"a\u0000b","value":"x"},"options":{"secure":true}})"),
+            "P({\"id\":\"3" + refused);
+        EXPECT_EQ(page.send(R"({"name":"set","id":"4","data":{"key":"a\u0000b","value":"x"}})"),
+                  "P({\"id\":\"4" + refused);
+        EXPECT_EQ(page.send(R"({"name":"set","id":"5","data":{"key":"a\u0000b","value":null}})"),
+                  "P({\"id\":\"5" + refused);
+        EXPECT_EQ(page.send(R"({"name":"get","id":"6","data":"a\u0000b"})"),
+                  R"(P({"id":"6","name":"result","data":null,"error":null}))");
+        EXPECT_EQ(keyring->copyMatching("tandriCheckout", "a"), item);
+        EXPECT_EQ(keyring->copyMatching("tandriCheckout", "atandriMetadata"), metadata);
+        EXPECT_EQ(page.send(R"({"name":"get","id":"7","data":"a"})"),
+                  R"(P({"id":"7","name":"result","data":"kept","error":null}))");
+
+        // Over 1024 bytes, for the key or its metadata item: refused the same way.
+        const std::string longest(1024 - std::string("tandriMetadata").size(), 'k');
+        EXPECT_EQ(page.send(R"({"name":"set","id":"8","data":{"key":")" + longest +
+                            R"(","value":"v"},"options":{"secure":true}})"),
+                  R"(P({"id":"8","name":"result","data":null,"error":null}))");
+        EXPECT_EQ(page.send(R"({"name":"set","id":"9","data":{"key":")" + longest +
+                            R"(k","value":"v"},"options":{"secure":true}})"),
+                  "P({\"id\":\"9" + refused);
+
+        // The port itself never names an item it cannot name faithfully.
+        for (const std::string& bad :
+             {std::string("a\0b", 3), std::string(1025, 'k'), std::string("\xff\xfe")}) {
+            EXPECT_FALSE(keyring->canName(bad));
+            EXPECT_FALSE(keyring->add("tandriCheckout", bad, {'x'}));
+            EXPECT_FALSE(keyring->copyMatching("tandriCheckout", bad));
+            keyring->remove("tandriCheckout", bad);
+        }
+        EXPECT_EQ(keyring->copyMatching("tandriCheckout", "a"), item);
+        EXPECT_TRUE(keyring->canName(std::string(1024, 'k')));
+
+        for (const std::string& key : {std::string("a"), longest}) {
+            KeychainUtils::clearValueForKey(Value(key));
+            MetaStore::clearValueForKey(key);
+        }
+    }
+    std::filesystem::remove_all(dir);
+}

@@ -24,8 +24,13 @@ enum class Style {
     PrettySorted,
 };
 
+/// JSON text is read only when it nests fewer arrays and objects than this (simdjson's limit);
+/// the stores keep any value nested that deep.
+inline constexpr int kMaxNesting = 1024;
+
 /// Parses JSON text (any JSON value at the top level). Absent for malformed text, invalid UTF-8,
-/// integers beyond 64 bits, or nesting deeper than the parser's limit.
+/// integers beyond 64 bits, or nesting deeper than the parser's limit. An escape of an unpaired
+/// surrogate (\ud800 alone) reads as U+FFFD, as a browser engine's JSON text becomes UTF-8.
 std::optional<Value> parse(std::string_view text);
 
 /// True when `value` can be written as JSON as a whole: every nested value null, a number that is

@@ -22,6 +22,10 @@ class Keychain {
         const std::optional<std::string>& service, const std::string& account) = 0;
     /// Deletes every item matching service (any when absent) and account.
     virtual void remove(const std::optional<std::string>& service, const std::string& account) = 0;
+    /// Whether an item can be kept under exactly this account. A keyring whose names are
+    /// C strings would make "a\0b" the item "a"; such a keychain refuses the name instead (its
+    /// add fails, its lookups find nothing, its deletes delete nothing).
+    virtual bool canName(const std::string& /*account*/) const { return true; }
 };
 
 }  // namespace tandri

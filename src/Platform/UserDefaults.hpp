@@ -12,7 +12,8 @@ class UserDefaults {
   public:
     virtual ~UserDefaults() = default;
     virtual std::optional<Value> objectForKey(const std::string& key) = 0;
-    virtual void setObject(const std::string& key, const Value& value) = 0;
+    /// Answers whether the value was stored.
+    virtual bool setObject(const std::string& key, const Value& value) = 0;
     virtual void removeObject(const std::string& key) = 0;
 };
 

@@ -2,6 +2,8 @@
 
 #include <strings.h>
 
+#include <utility>
+
 namespace tandri {
 
 void URLRequest::addValue(const std::string& value, const std::string& field) {
@@ -40,11 +42,24 @@ std::shared_ptr<ScriptMessageHandler> HandlerTableContentController::handlerFor(
     return it == handlers_.end() ? nullptr : it->second;
 }
 
+namespace {
+thread_local const ScriptMessage* delivering = nullptr;
+}  // namespace
+
 bool HandlerTableContentController::deliver(const ScriptMessage& message) {
     auto handler = handlerFor(message.name);
     if (!handler) return false;
+    struct Delivering {
+        const ScriptMessage* outer;
+        explicit Delivering(const ScriptMessage& m) : outer(std::exchange(delivering, &m)) {}
+        ~Delivering() { delivering = outer; }
+    } scope(message);
     handler->userContentControllerDidReceiveScriptMessage(*this, message);
     return true;
+}
+
+std::shared_ptr<WebView> HandlerTableContentController::deliveringView() {
+    return delivering ? delivering->webView.lock() : nullptr;
 }
 
 }  // namespace tandri

@@ -86,6 +86,10 @@ class HandlerTableContentController : public UserContentController {
     std::shared_ptr<ScriptMessageHandler> handlerFor(const std::string& name) const;
     /// Hands a message to the handler registered under its name; false when there is none.
     bool deliver(const ScriptMessage& message);
+    /// The view whose page posted the message this thread is delivering right now (a message's
+    /// handler runs inside its delivery), or null outside a delivery. Lets work that is shared
+    /// by every bridge keep one page's share apart from another's.
+    static std::shared_ptr<WebView> deliveringView();
 
   private:
     std::map<std::string, std::shared_ptr<ScriptMessageHandler>> handlers_;

@@ -49,15 +49,77 @@ Value fromElement(simdjson::dom::element element) {
     return Value();
 }
 
+// The four hex digits at `at` as a number, or -1.
+int hexUnit(std::string_view text, std::size_t at) {
+    if (at + 4 > text.size()) return -1;
+    int unit = 0;
+    for (std::size_t i = at; i < at + 4; ++i) {
+        const char c = text[i];
+        int digit = c >= '0' && c <= '9'   ? c - '0'
+                    : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                    : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                           : -1;
+        if (digit < 0) return -1;
+        unit = unit * 16 + digit;
+    }
+    return unit;
+}
+
+// A page's own JSON.stringify writes a broken string's unpaired surrogate as an escape such as
+// \ud800, which simdjson refuses. The engine's JSON reads it, and its text turns into U+FFFD
+// when made UTF-8; so does ours: the text with every unpaired surrogate escape inside a string
+// written \ufffd (the same length), or absent when there is none.
+std::optional<std::string> mendLoneSurrogates(std::string_view text) {
+    std::optional<std::string> mended;
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (!inString) {
+            inString = c == '"';
+            continue;
+        }
+        if (c == '"') {
+            inString = false;
+            continue;
+        }
+        if (c != '\\' || i + 1 >= text.size()) continue;
+        if (text[i + 1] != 'u') {  // a two-character escape, an escaped backslash among them
+            ++i;
+            continue;
+        }
+        const int unit = hexUnit(text, i + 2);
+        if (unit < 0xD800 || unit > 0xDFFF) {  // not a surrogate (or malformed: refused later)
+            i += 1;
+            continue;
+        }
+        if (unit <= 0xDBFF && i + 8 <= text.size() && text.compare(i + 6, 2, "\\u") == 0) {
+            const int low = hexUnit(text, i + 8);
+            if (low >= 0xDC00 && low <= 0xDFFF) {  // a whole pair
+                i += 11;
+                continue;
+            }
+        }
+        if (!mended) mended.emplace(text);
+        mended->replace(i + 2, 4, "fffd");
+        i += 5;
+    }
+    return mended;
+}
+
 }  // namespace
+
+static_assert(simdjson::DEFAULT_MAX_DEPTH == kMaxNesting, "the stores keep what the reader reads");
 
 std::optional<Value> parse(std::string_view text) {
     // One parser per thread: it keeps its buffers between calls.
     thread_local simdjson::dom::parser parser;
     simdjson::dom::element root;
-    if (parser.parse(text.data(), text.size(), true).get(root) != simdjson::SUCCESS) {
-        return std::nullopt;
+    auto error = parser.parse(text.data(), text.size(), true).get(root);
+    std::optional<std::string> mended;
+    if (error == simdjson::STRING_ERROR && (mended = mendLoneSurrogates(text))) {
+        error = parser.parse(mended->data(), mended->size(), true).get(root);
     }
+    if (error != simdjson::SUCCESS) return std::nullopt;
     return fromElement(root);
 }
 

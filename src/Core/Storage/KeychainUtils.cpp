@@ -29,18 +29,22 @@ std::optional<Value> KeychainUtils::getNativeValueForKey(const std::string& key)
     return readItem(std::nullopt, key);
 }
 
-void KeychainUtils::setValue(const std::optional<Value>& value, const Value& key) {
-    if (!usableKey(key)) return;
+bool KeychainUtils::setValue(const std::optional<Value>& value, const Value& key) {
+    if (!usableKey(key)) return false;
     UserDefaultsUtils::clearValueForKey(key);
     if (!value || value->isNull()) {
         clearValueForKey(key);
-        return;
+        return true;
     }
     auto& keychain = Platform::current().keychain;
-    if (!keychain) return;
+    if (!keychain) return false;
     auto archive = KeyedArchive::archive(*value);
-    if (!archive) return;
-    keychain->add(accessGroup(), key.asString(), *archive);
+    return archive && keychain->add(accessGroup(), key.asString(), *archive);
+}
+
+bool KeychainUtils::canStoreKey(const std::string& key) {
+    auto& keychain = Platform::current().keychain;
+    return !keychain || (keychain->canName(key) && keychain->canName(MetaStore::metadataKey(key)));
 }
 
 void KeychainUtils::clearValueForKey(const Value& key) {
@@ -61,16 +65,16 @@ std::optional<Value> UserDefaultsUtils::getValueForKey(const std::string& key) {
     return defaults->objectForKey(key);
 }
 
-void UserDefaultsUtils::setValue(const std::optional<Value>& value, const Value& key) {
-    if (!usableKey(key)) return;
+bool UserDefaultsUtils::setValue(const std::optional<Value>& value, const Value& key) {
+    if (!usableKey(key)) return false;
     KeychainUtils::clearValueForKey(key);
     auto& defaults = Platform::current().userDefaults;
-    if (!defaults) return;
+    if (!defaults) return false;
     if (!value || value->isNull()) {
         defaults->removeObject(key.asString());
-    } else {
-        defaults->setObject(key.asString(), *value);
+        return true;
     }
+    return defaults->setObject(key.asString(), *value);
 }
 
 void UserDefaultsUtils::clearValueForKey(const Value& key) {
@@ -83,17 +87,16 @@ std::optional<Value> MetaStore::getMedatadaForKey(const std::string& key) {
     return KeychainUtils::getValueForKey(metadataKey(key));
 }
 
-void MetaStore::storeMetadata(const Value& record, const std::string& key) {
+bool MetaStore::storeMetadata(const Value& record, const std::string& key) {
     // Straight to the keychain: a metadata write leaves user defaults alone.
     auto& keychain = Platform::current().keychain;
-    if (key.empty() || !keychain) return;
+    if (key.empty() || !keychain) return false;
     if (record.isNull()) {
         clearValueForKey(key);
-        return;
+        return true;
     }
-    if (auto archive = KeyedArchive::archive(record)) {
-        keychain->add(KeychainUtils::accessGroup(), metadataKey(key), *archive);
-    }
+    auto archive = KeyedArchive::archive(record);
+    return archive && keychain->add(KeychainUtils::accessGroup(), metadataKey(key), *archive);
 }
 
 void MetaStore::clearValueForKey(const std::string& key) {

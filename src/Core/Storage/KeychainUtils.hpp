@@ -20,7 +20,11 @@ class KeychainUtils {
     static std::optional<Value> getValueForKey(const std::string& key);
     /// The same for an item under any service.
     static std::optional<Value> getNativeValueForKey(const std::string& key);
-    static void setValue(const std::optional<Value>& value, const Value& key);
+    /// Answers whether the store now holds the value (or, for an absent or null value, whether
+    /// the write was made at all); callers that keep no promise may ignore it.
+    static bool setValue(const std::optional<Value>& value, const Value& key);
+    /// Whether the keychain can keep `key` and its metadata record under exactly their names.
+    static bool canStoreKey(const std::string& key);
     static void clearValueForKey(const Value& key);
     static void clearNativeValueForKey(const Value& key);
 };
@@ -28,7 +32,8 @@ class KeychainUtils {
 class UserDefaultsUtils {
   public:
     static std::optional<Value> getValueForKey(const std::string& key);
-    static void setValue(const std::optional<Value>& value, const Value& key);
+    /// Answers as `KeychainUtils::setValue` does.
+    static bool setValue(const std::optional<Value>& value, const Value& key);
     static void clearValueForKey(const Value& key);
 };
 
@@ -38,7 +43,8 @@ class MetaStore {
     static constexpr std::string_view kSuffix = "tandriMetadata";
     static std::string metadataKey(const std::string& key) { return key + std::string(kSuffix); }
     static std::optional<Value> getMedatadaForKey(const std::string& key);
-    static void storeMetadata(const Value& record, const std::string& key);
+    /// Answers whether the record was stored.
+    static bool storeMetadata(const Value& record, const std::string& key);
     static void clearValueForKey(const std::string& key);
 };
 

@@ -9,6 +9,8 @@
 #include <mutex>
 #include <utility>
 
+#include "tandri/Json.hpp"
+
 namespace tandri {
 
 namespace {
@@ -17,12 +19,46 @@ constexpr const char* kArchiver = "TandriKeyedArchiver";
 constexpr std::uint64_t kArchiveVersion = 1;
 // Property-list dates count from 2001-01-01 00:00:00 UTC.
 constexpr double kReferenceDateOffset = 978307200.0;
-constexpr int kMaxDepth = 512;
+// As deep as JSON text nests: every value a page can send is kept, or "set" would be answered
+// while the old value stays.
+constexpr int kMaxDepth = json::kMaxNesting;
 
 struct PlistDeleter {
     void operator()(plist_t p) const { plist_free(p); }
 };
 using PlistPtr = std::unique_ptr<void, PlistDeleter>;
+
+// Property-list strings end at the first NUL, so text holding one goes as bytes.
+plist_t encodeText(const std::string& text) {
+    if (text.find('\0') == std::string::npos) return plist_new_string(text.c_str());
+    plist_t dict = plist_new_dict();
+    plist_dict_set_item(dict, "$text", plist_new_data(text.data(), text.size()));
+    return dict;
+}
+
+std::optional<std::string> decodeText(plist_t node) {
+    switch (plist_get_node_type(node)) {
+        case PLIST_STRING: {
+            char* s = nullptr;
+            plist_get_string_val(node, &s);
+            std::string text = s ? s : "";
+            std::free(s);
+            return text;
+        }
+        case PLIST_DICT: {
+            plist_t bytes = plist_dict_get_item(node, "$text");
+            if (!bytes || plist_get_node_type(bytes) != PLIST_DATA) return std::nullopt;
+            char* data = nullptr;
+            std::uint64_t length = 0;
+            plist_get_data_val(bytes, &data, &length);
+            std::string text(data ? data : "", data ? length : 0);
+            std::free(data);
+            return text;
+        }
+        default:
+            return std::nullopt;
+    }
+}
 
 plist_t encode(const Value& value, int depth) {
     if (depth > kMaxDepth) return nullptr;
@@ -39,14 +75,8 @@ plist_t encode(const Value& value, int depth) {
                     return plist_new_real(value.asDouble());
             }
             return nullptr;
-        case Value::Type::String: {
-            const std::string& text = value.asString();
-            if (text.find('\0') == std::string::npos) return plist_new_string(text.c_str());
-            // Property-list strings end at the first NUL, so such text goes as bytes.
-            plist_t dict = plist_new_dict();
-            plist_dict_set_item(dict, "$text", plist_new_data(text.data(), text.size()));
-            return dict;
-        }
+        case Value::Type::String:
+            return encodeText(value.asString());
         case Value::Type::Array: {
             PlistPtr array(plist_new_array());
             for (const auto& item : value.asArray()) {
@@ -63,7 +93,7 @@ plist_t encode(const Value& value, int depth) {
             for (const auto& [key, item] : value.asDictionary()) {
                 plist_t node = encode(item, depth + 1);
                 if (!node) return nullptr;
-                plist_array_append_item(order.get(), plist_new_string(key.c_str()));
+                plist_array_append_item(order.get(), encodeText(key));
                 plist_array_append_item(order.get(), node);
             }
             plist_dict_set_item(dict.get(), "$entries", order.release());
@@ -113,13 +143,8 @@ std::optional<Value> decode(plist_t node, int depth) {
             plist_get_real_val(node, &d);
             return Value(d);
         }
-        case PLIST_STRING: {
-            char* s = nullptr;
-            plist_get_string_val(node, &s);
-            std::string text = s ? s : "";
-            std::free(s);
-            return Value(std::move(text));
-        }
+        case PLIST_STRING:
+            return Value(*decodeText(node));
         case PLIST_DATA: {
             char* bytes = nullptr;
             std::uint64_t length = 0;
@@ -146,11 +171,10 @@ std::optional<Value> decode(plist_t node, int depth) {
             return Value(std::move(array));
         }
         case PLIST_DICT: {
-            if (plist_t text = plist_dict_get_item(node, "$text")) {
-                auto bytes = decode(text, depth + 1);
-                if (!bytes || !bytes->isForeign(ForeignKind::Bytes)) return std::nullopt;
-                const auto& data = *bytes->asForeign().bytes;
-                return Value(std::string(data.begin(), data.end()));
+            if (plist_dict_get_item(node, "$text")) {
+                auto text = decodeText(node);
+                if (!text) return std::nullopt;
+                return Value(std::move(*text));
             }
             plist_t order = plist_dict_get_item(node, "$entries");
             if (!order || plist_get_node_type(order) != PLIST_ARRAY) return std::nullopt;
@@ -159,12 +183,10 @@ std::optional<Value> decode(plist_t node, int depth) {
             Dictionary dict;
             dict.reserve(n / 2);
             for (std::uint32_t i = 0; i < n; i += 2) {
-                plist_t key = plist_array_get_item(order, i);
-                if (plist_get_node_type(key) != PLIST_STRING) return std::nullopt;
-                auto keyText = decode(key, depth + 1);
+                auto keyText = decodeText(plist_array_get_item(order, i));
                 auto item = decode(plist_array_get_item(order, i + 1), depth + 1);
                 if (!keyText || !item) return std::nullopt;
-                dict.set(keyText->asString(), std::move(*item));
+                dict.set(std::move(*keyText), std::move(*item));
             }
             return Value(std::move(dict));
         }

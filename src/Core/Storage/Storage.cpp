@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "Core/Storage/BiometricGate.hpp"
 #include "Core/Storage/KeychainUtils.hpp"
 #include "Core/Utils/URL.hpp"
 #include "Platform/Platform.hpp"
@@ -46,21 +47,22 @@ bool Storage::isReservedKey(const std::string& key) {
     return name.ends_with(MetaStore::kSuffix);
 }
 
-void Storage::setValue(const std::optional<Value>& value, const std::string& key,
+bool Storage::setValue(const std::optional<Value>& value, const std::string& key,
                        std::int64_t options, const std::optional<Value>& prompt) {
     const std::string name = prefixKeychainKey(key);
+    // A name the keychain would shorten could land on another key's items.
+    if (!KeychainUtils::canStoreKey(name)) return false;
     Dictionary record{{"options", Value::integer(options)},
                       {"prompt", prompt ? *prompt : Value::null()}};
-    MetaStore::storeMetadata(Value(std::move(record)), name);
-    if (options & (kStorageOptionSecure | kStorageOptionRequireAuth)) {
-        KeychainUtils::setValue(value, Value(name));
-    } else {
-        UserDefaultsUtils::setValue(value, Value(name));
-    }
+    const bool recorded = MetaStore::storeMetadata(Value(std::move(record)), name);
+    const bool stored = options & (kStorageOptionSecure | kStorageOptionRequireAuth)
+                            ? KeychainUtils::setValue(value, Value(name))
+                            : UserDefaultsUtils::setValue(value, Value(name));
+    return recorded && stored;
 }
 
-void Storage::setValue(const std::optional<Value>& value, const std::string& key) {
-    setValue(value, key, 0, std::nullopt);
+bool Storage::setValue(const std::optional<Value>& value, const std::string& key) {
+    return setValue(value, key, 0, std::nullopt);
 }
 
 void Storage::getValueForKey(const std::string& key, Callback callback) {
@@ -84,16 +86,16 @@ void Storage::getValueForKey(const std::string& key, Callback callback) {
         }
         const Value* prompt = record->find("prompt");
         std::string reason = prompt && prompt->isString() && !prompt->asString().empty()
-                                 ? prompt->asString()
+                                 ? promptText(prompt->asString())
                                  : std::string(kDefaultBiometricPrompt);
         auto biometrics = Platform::current().biometrics;
         if (!biometrics) {
             callback(Value::null());
             return;
         }
-        biometrics->evaluate(reason, [callback = std::move(callback), value](bool passed) {
-            callback(passed ? value : std::optional<Value>(Value::null()));
-        });
+        BiometricGate::shared().check({HandlerTableContentController::deliveringView(), name,
+                                       std::move(reason), std::move(value), std::move(callback)},
+                                      biometrics);
     } else if (options & kStorageOptionSecure) {
         callback(KeychainUtils::getValueForKey(name));
     } else if (options == 0) {
@@ -255,9 +257,14 @@ const MessageHandler& Storage::setHandler() {
             completion(JSResult::error(kReservedKeyError));
             return;
         }
+        if (!KeychainUtils::canStoreKey(prefixKeychainKey(key->asString()))) {
+            completion(JSResult::error(kKeyRefusedError));
+            return;
+        }
         std::optional<Value> value;
         if (const Value* v = data->find("value")) value = *v;
         const Value* options = message["options"];
+        bool kept = false;
         if (options && options->isDictionary() && !options->asDictionary().empty()) {
             const Value* requireAuth = options->find("requireAuth");
             const Value* secure = options->find("secure");
@@ -267,9 +274,15 @@ const MessageHandler& Storage::setHandler() {
                 (requireAuth && boolValue(*requireAuth) ? kStorageOptionRequireAuth : 0);
             std::optional<Value> prompt;
             if (const Value* p = options->find("prompt")) prompt = *p;
-            setValue(value, key->asString(), bits, prompt);
+            kept = setValue(value, key->asString(), bits, prompt);
         } else {
-            setValue(value, key->asString());
+            kept = setValue(value, key->asString());
+        }
+        // Success promises that "get" reads the value back, after a restart too. (The empty key
+        // keeps nothing and is answered as ever: "get" refuses it, so nothing reads it back.)
+        if (!kept && !key->asString().empty()) {
+            completion(JSResult::error(kNotKeptError));
+            return;
         }
         completion(JSResult::success());
     };

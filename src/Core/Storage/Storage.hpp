@@ -44,9 +44,15 @@ class Storage {
     /// library version).
     static bool isReservedKey(const std::string& key);
 
-    static void setValue(const std::optional<Value>& value, const std::string& key,
+    static constexpr const char* kKeyRefusedError = "Cannot store value under this key";
+    static constexpr const char* kNotKeptError = "Cannot store value, it was not kept";
+
+    /// Answers whether the key's value and metadata are now kept as asked: false, with nothing
+    /// written, for a key the keychain cannot name faithfully; false when a store refused a
+    /// write. The page is told (a "set" answered with success reads back).
+    static bool setValue(const std::optional<Value>& value, const std::string& key,
                          std::int64_t options, const std::optional<Value>& prompt);
-    static void setValue(const std::optional<Value>& value, const std::string& key);
+    static bool setValue(const std::optional<Value>& value, const std::string& key);
     /// Calls `callback` exactly once, possibly later and on another thread (after a biometric
     /// check).
     static void getValueForKey(const std::string& key, Callback callback);

@@ -10,9 +10,19 @@ namespace tandri::linux_platform {
 std::optional<Bitmap> StbImageCodec::decode(const ByteBuffer& data) const {
     if (data.empty() || data.size() > static_cast<std::size_t>(INT_MAX)) return std::nullopt;
     int width = 0, height = 0, channels = 0;
+    // The header first: a picture over the budget is refused before stb allocates for it.
+    if (!stbi_info_from_memory(data.data(), static_cast<int>(data.size()), &width, &height,
+                               &channels) ||
+        !imageWithinBudget(width, height)) {
+        return std::nullopt;
+    }
     stbi_uc* pixels = stbi_load_from_memory(data.data(), static_cast<int>(data.size()), &width,
                                             &height, &channels, 4);
     if (!pixels) return std::nullopt;
+    if (!imageWithinBudget(width, height)) {  // never, unless the two readings disagree
+        stbi_image_free(pixels);
+        return std::nullopt;
+    }
     Bitmap image;
     image.width = width;
     image.height = height;

@@ -42,6 +42,12 @@ struct Attributes {
 
 }  // namespace
 
+bool SecretServiceKeychain::canName(const std::string& account) const {
+    constexpr std::size_t kLongestAccount = 1024;
+    return account.size() <= kLongestAccount && account.find('\0') == std::string::npos &&
+           g_utf8_validate(account.data(), static_cast<gssize>(account.size()), nullptr);
+}
+
 std::shared_ptr<SecretServiceKeychain> SecretServiceKeychain::connect(std::string* error) {
     GError* failure = nullptr;
     SecretService* service =
@@ -57,6 +63,7 @@ std::shared_ptr<SecretServiceKeychain> SecretServiceKeychain::connect(std::strin
 
 bool SecretServiceKeychain::add(const std::optional<std::string>& service,
                                 const std::string& account, const std::vector<std::uint8_t>& data) {
+    if (!canName(account)) return false;
     remove(service, account);
     gchar* encoded = g_base64_encode(data.data(), data.size());
     Attributes attributes(service, account);
@@ -72,6 +79,7 @@ bool SecretServiceKeychain::add(const std::optional<std::string>& service,
 
 std::optional<std::vector<std::uint8_t>> SecretServiceKeychain::copyMatching(
     const std::optional<std::string>& service, const std::string& account) {
+    if (!canName(account)) return std::nullopt;
     Attributes attributes(service, account);
     GError* failure = nullptr;
     gchar* secret = secret_password_lookupv_sync(schema(), attributes.table, nullptr, &failure);
@@ -87,6 +95,7 @@ std::optional<std::vector<std::uint8_t>> SecretServiceKeychain::copyMatching(
 
 void SecretServiceKeychain::remove(const std::optional<std::string>& service,
                                    const std::string& account) {
+    if (!canName(account)) return;
     Attributes attributes(service, account);
     // Each call removes the matching items it finds; repeat until none is left.
     for (int round = 0; round < 64; ++round) {

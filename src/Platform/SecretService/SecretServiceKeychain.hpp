@@ -20,6 +20,9 @@ class SecretServiceKeychain final : public Keychain {
     std::optional<std::vector<std::uint8_t>> copyMatching(const std::optional<std::string>& service,
                                                           const std::string& account) override;
     void remove(const std::optional<std::string>& service, const std::string& account) override;
+    /// Attribute values are NUL-terminated UTF-8 text: an account holding a NUL, one that is not
+    /// UTF-8, or one over 1024 bytes cannot be named faithfully.
+    bool canName(const std::string& account) const override;
 
   private:
     SecretServiceKeychain() = default;

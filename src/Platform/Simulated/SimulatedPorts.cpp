@@ -62,7 +62,7 @@ std::optional<Bitmap> SimulatedImageCodec::decode(const ByteBuffer& data) const 
     if (data.size() < 12 || !std::equal(kMagic, kMagic + 4, data.begin())) return std::nullopt;
     auto width = getU32(data, 4);
     auto height = getU32(data, 8);
-    if (width == 0 || height == 0 || width > 1U << 15 || height > 1U << 15) return std::nullopt;
+    if (!imageWithinBudget(width, height)) return std::nullopt;
     std::size_t size = static_cast<std::size_t>(width) * height * 4;
     if (data.size() != 12 + size) return std::nullopt;
     Bitmap image;

@@ -45,9 +45,10 @@ std::optional<Value> SimulatedUserDefaults::objectForKey(const std::string& key)
     return it->second;
 }
 
-void SimulatedUserDefaults::setObject(const std::string& key, const Value& value) {
+bool SimulatedUserDefaults::setObject(const std::string& key, const Value& value) {
     std::lock_guard lock(mutex_);
     values_[key] = value;
+    return true;
 }
 
 void SimulatedUserDefaults::removeObject(const std::string& key) {

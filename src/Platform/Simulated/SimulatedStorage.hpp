@@ -35,7 +35,7 @@ class SimulatedKeychain final : public Keychain {
 class SimulatedUserDefaults final : public UserDefaults {
   public:
     std::optional<Value> objectForKey(const std::string& key) override;
-    void setObject(const std::string& key, const Value& value) override;
+    bool setObject(const std::string& key, const Value& value) override;
     void removeObject(const std::string& key) override;
     std::vector<std::string> keys() const;
 

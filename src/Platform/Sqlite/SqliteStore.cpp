@@ -91,10 +91,9 @@ class SqliteUserDefaults final : public UserDefaults {
         if (!data) return std::nullopt;
         return KeyedArchive::unarchive(std::vector<std::uint8_t>(data->begin(), data->end()));
     }
-    void setObject(const std::string& key, const Value& value) override {
-        if (auto archive = KeyedArchive::archive(value)) {
-            store_->putDefault(key, std::string(archive->begin(), archive->end()));
-        }
+    bool setObject(const std::string& key, const Value& value) override {
+        auto archive = KeyedArchive::archive(value);
+        return archive && store_->putDefault(key, std::string(archive->begin(), archive->end()));
     }
     void removeObject(const std::string& key) override { store_->deleteDefault(key); }
 
