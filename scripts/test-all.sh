@@ -52,7 +52,9 @@ for target in build/fuzz/fuzz_*; do
   seeds=()
   [ -d "fuzz/seeds/$name" ] && seeds=("fuzz/seeds/$name")
   # The bridge targets start from the replayed flows.
-  case "$name" in fuzz_mobile|fuzz_manual|fuzz_merchant|fuzz_checkout) seeds+=(tests/scenarios) ;; esac
+  case "$name" in
+    fuzz_mobile|fuzz_manual|fuzz_merchant|fuzz_checkout) seeds+=(tests/scenarios fuzz/seeds/bridges) ;;
+  esac
   echo "-- $name"
   "$target" -max_total_time="$FUZZ_SECONDS" -max_len=8192 -timeout=10 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="build/fuzz/" "$corpus" "${seeds[@]}" 2>&1 | tail -n 12
