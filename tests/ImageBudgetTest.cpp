@@ -6,6 +6,7 @@
 #include <zlib.h>
 
 #include "Core/Bridge/CheckoutWebViewBridge.hpp"
+#include "Core/Utils/Base64.hpp"
 #include "Core/Utils/URL.hpp"
 #include "Platform/Linux/StbImageCodec.hpp"
 #include "Platform/Simulated/SimulatedPlatform.hpp"
@@ -44,22 +45,6 @@ ByteBuffer greyPNG(std::uint32_t width, std::uint32_t height, std::uint32_t rows
     chunk(png, "IDAT", packed);
     chunk(png, "IEND", {});
     return png;
-}
-
-std::string base64(const ByteBuffer& bytes) {
-    static const char* alphabet =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string out;
-    for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        std::uint32_t n = bytes[i] << 16;
-        if (i + 1 < bytes.size()) n |= bytes[i + 1] << 8;
-        if (i + 2 < bytes.size()) n |= bytes[i + 2];
-        out += alphabet[(n >> 18) & 63];
-        out += alphabet[(n >> 12) & 63];
-        out += i + 1 < bytes.size() ? alphabet[(n >> 6) & 63] : '=';
-        out += i + 2 < bytes.size() ? alphabet[n & 63] : '=';
-    }
-    return out;
 }
 
 }  // namespace
@@ -109,7 +94,7 @@ TEST(ImageBudget, ACardArtDeclaringAHugePictureIsABadPictureForThePage) {
     auto send = [&](const ByteBuffer& png, const char* id) {
         view.postJSON(JSBridge::kChannelName,
                       std::string(R"({"name":"newCardArt","id":")") + id + R"(","data":")" +
-                          base64(png) + "\"}",
+                          base64Encode(png) + "\"}",
                       page);
         platform.mainQueue().drain();
         return platform.webViews().scriptsIn(*bridge->webView).back();

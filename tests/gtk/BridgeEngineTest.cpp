@@ -64,6 +64,19 @@ struct BridgeEngineTest : ::testing::Test {
         return out.value_or("timeout");
     }
 
+    /// A view in the window with a bridge that answers at "receive" and keeps values.
+    std::pair<std::shared_ptr<WebView>, std::shared_ptr<JSBridge>> storageBridge() {
+        auto view = factory->makeWebView();
+        gtk_container_add(GTK_CONTAINER(window),
+                          GTK_WIDGET(static_cast<GtkWebView&>(*view).widget()));
+        gtk_widget_show_all(window);
+        auto bridge = JSBridge::create(view);
+        bridge->messageHandlerPath = "receive";
+        bridge->messageHandlers["get"] = JSBridge::onGet();
+        bridge->messageHandlers["set"] = JSBridge::onSet();
+        return {view, bridge};
+    }
+
     std::string dir;
     std::string savedDomain;
     demo::SandboxServer sandbox;
@@ -75,13 +88,7 @@ struct BridgeEngineTest : ::testing::Test {
 };
 
 TEST_F(BridgeEngineTest, OnlyThePageAndFramesOnTheMakersDomainAreAnsweredOrStored) {
-    auto view = factory->makeWebView();
-    gtk_container_add(GTK_CONTAINER(window), GTK_WIDGET(static_cast<GtkWebView&>(*view).widget()));
-    gtk_widget_show_all(window);
-    auto bridge = JSBridge::create(view);
-    bridge->messageHandlerPath = "receive";
-    bridge->messageHandlers["get"] = JSBridge::onGet();
-    bridge->messageHandlers["set"] = JSBridge::onSet();
+    auto [view, bridge] = storageBridge();
 
     const char* page = R"(<html><body><script>
         window.answers = [];
@@ -141,13 +148,7 @@ TEST_F(BridgeEngineTest, OnlyThePageAndFramesOnTheMakersDomainAreAnsweredOrStore
 // An allowed frame inside a foreign page is refused: answers are evaluated in the top document,
 // which here is the foreign page's.
 TEST_F(BridgeEngineTest, AMakersFrameInsideAForeignPageIsRefused) {
-    auto view = factory->makeWebView();
-    gtk_container_add(GTK_CONTAINER(window), GTK_WIDGET(static_cast<GtkWebView&>(*view).widget()));
-    gtk_widget_show_all(window);
-    auto bridge = JSBridge::create(view);
-    bridge->messageHandlerPath = "receive";
-    bridge->messageHandlers["get"] = JSBridge::onGet();
-    bridge->messageHandlers["set"] = JSBridge::onSet();
+    auto [view, bridge] = storageBridge();
     defaults->setObject("sandbox.hostile", Value("the person's token"));
 
     view->loadHTMLString(R"(<html><body><script>
@@ -171,11 +172,7 @@ TEST_F(BridgeEngineTest, AMakersFrameInsideAForeignPageIsRefused) {
 // An answer that comes after its page has gone (a slow biometric check, say) is dropped: the
 // next document in the view never reads it.
 TEST_F(BridgeEngineTest, AnAnswerForADocumentThatHasGoneIsDropped) {
-    auto view = factory->makeWebView();
-    gtk_container_add(GTK_CONTAINER(window), GTK_WIDGET(static_cast<GtkWebView&>(*view).widget()));
-    gtk_widget_show_all(window);
-    auto bridge = JSBridge::create(view);
-    bridge->messageHandlerPath = "receive";
+    auto [view, bridge] = storageBridge();
     std::vector<JSCompletion> parked;
     bridge->messageHandlers["slow"] = [&](const JSTandriMessage&, JSCompletion done) {
         parked.push_back(std::move(done));

@@ -39,12 +39,7 @@ const std::map<std::string, std::string>& pages() {
 
 void serve(WebKitURISchemeRequest* request, gpointer) {
     const auto found = pages().find(webkit_uri_scheme_request_get_path(request));
-    const std::string html = found != pages().end() ? found->second : "<p>none</p>";
-    gsize size = html.size();
-    GInputStream* stream =
-        g_memory_input_stream_new_from_data(g_strndup(html.data(), size), size, g_free);
-    webkit_uri_scheme_request_finish(request, stream, size, "text/html");
-    g_object_unref(stream);
+    finishWithHTML(request, found != pages().end() ? found->second : "<p>none</p>");
 }
 
 struct DocumentBindingTest : EngineFixture {

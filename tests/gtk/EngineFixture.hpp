@@ -37,6 +37,15 @@ inline std::string evaluate(WebView& view, const std::string& script) {
     return out->value_or("<no answer>");
 }
 
+/// Answers a request of a test URI scheme with an HTML page.
+inline void finishWithHTML(WebKitURISchemeRequest* request, const std::string& html) {
+    gsize size = html.size();
+    GInputStream* stream =
+        g_memory_input_stream_new_from_data(g_strndup(html.data(), size), size, g_free);
+    webkit_uri_scheme_request_finish(request, stream, size, "text/html");
+    g_object_unref(stream);
+}
+
 // Lets late arrivals come in, for checks that something did not happen.
 inline void settle(std::chrono::milliseconds time) {
     spinUntil([] { return false; }, time);

@@ -15,11 +15,7 @@ void serveTestScheme(WebKitURISchemeRequest* request, gpointer) {
         "<script>window.webkit.messageHandlers.tandriMessage.postMessage("
         "{id:'evil', name:'set', data:{key:'k', value:'" +
         path + "'}});</script>";
-    gsize size = html.size();
-    GInputStream* stream =
-        g_memory_input_stream_new_from_data(g_strndup(html.data(), size), size, g_free);
-    webkit_uri_scheme_request_finish(request, stream, size, "text/html");
-    g_object_unref(stream);
+    finishWithHTML(request, html);
 }
 
 struct ScriptChannelTest : EngineFixture {
