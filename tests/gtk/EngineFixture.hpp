@@ -46,11 +46,6 @@ inline void finishWithHTML(WebKitURISchemeRequest* request, const std::string& h
     g_object_unref(stream);
 }
 
-// Lets late arrivals come in, for checks that something did not happen.
-inline void settle(std::chrono::milliseconds time) {
-    spinUntil([] { return false; }, time);
-}
-
 class EngineFixture : public ::testing::Test {
   public:
     static void SetUpTestSuite() { gtk_init(nullptr, nullptr); }
