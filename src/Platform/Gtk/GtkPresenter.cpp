@@ -16,14 +16,23 @@ namespace tandri::gtk {
 namespace {
 
 /// Runs `work` from the main loop, after what is happening now.
+// At the main loop's ordinary priority, as the main queue's work: at idle priority a busy page
+// (its messages and loads are ordinary events) could hold a presentation's end back for seconds,
+// with the new screen already on view but not yet the top one.
 void runSoon(std::function<void()> work) {
-    g_idle_add_once(
+    GSource* source = g_idle_source_new();
+    g_source_set_priority(source, G_PRIORITY_DEFAULT);
+    g_source_set_callback(
+        source,
         [](gpointer data) {
             auto* f = static_cast<std::function<void()>*>(data);
             (*f)();
-            delete f;
+            return G_SOURCE_REMOVE;
         },
-        new std::function<void()>(std::move(work)));
+        new std::function<void()>(std::move(work)),
+        [](gpointer data) { delete static_cast<std::function<void()>*>(data); });
+    g_source_attach(source, nullptr);
+    g_source_unref(source);
 }
 
 double nowSeconds() {
