@@ -296,7 +296,8 @@ class BridgeFuzz {
                 // A frame inside a top document of its own choosing.
                 if (in_.ConsumeBool()) {
                     topRefused = in_.ConsumeBool();
-                    event.set("top", Value(topRefused ? pick(kRefusedFrames) : pick(kAllowedFrames)));
+                    event.set("top",
+                              Value(topRefused ? pick(kRefusedFrames) : pick(kAllowedFrames)));
                 }
             }
             if (in_.ConsumeIntegralInRange<int>(0, 15) == 0) {
@@ -474,8 +475,8 @@ class BridgeFuzz {
     void checkAnswerDocument(const std::string& view, const std::string& script) {
         const auto open = script.find('(');
         if (open == std::string::npos || script.back() != ')') return;
-        auto argument = json::parse(
-            std::string_view(script).substr(open + 1, script.size() - open - 2));
+        auto argument =
+            json::parse(std::string_view(script).substr(open + 1, script.size() - open - 2));
         if (!argument || !argument->isDictionary()) return;
         const Value* name = argument->find("name");
         const Value* id = argument->find("id");
