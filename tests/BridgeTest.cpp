@@ -129,11 +129,8 @@ TEST_F(BridgeTest, ACompletionFromAnotherThreadIsAnsweredOnTheMainThreadWhileThe
     };
     post(kGetBody, page);
     // The worker is blocked in its completion until the main thread runs the response.
-    for (int i = 0; i < 5000 && platform.mainQueue().pending() == 0; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    ASSERT_TRUE(platform.mainQueue().waitForWork());
     ASSERT_GT(platform.mainQueue().pending(), 0u);
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
     EXPECT_FALSE(returned.load());
     EXPECT_TRUE(platform.webViews().evaluations().empty());
     platform.mainQueue().drainUntil([&] { return returned.load(); }, std::chrono::seconds(5));

@@ -242,26 +242,22 @@ MessageHandler LaunchingWebViewBridge::launch() {
                 strong->rxoBridge->viewController, animated,
                 [completion] { completion(JSResult::success()); });
         };
+        // The checkout replaces the spinner without animation; alone it comes in animated.
+        auto show = [weak, present] {
+            auto strong = weak.lock();
+            if (!strong) return;
+            if (strong->isPresenting()) {
+                strong->presentingViewController->dismissViewControllerAnimated(
+                    false, [present] { present(false); });
+            } else {
+                present(true);
+            }
+        };
         // A screen still on its way in cannot be replaced yet: the checkout follows it.
         if (bridge->spinnerArriving_ && !bridge->isPresenting()) {
-            bridge->afterSpinner_ = [weak, present] {
-                auto strong = weak.lock();
-                if (!strong) return;
-                if (strong->isPresenting()) {
-                    strong->presentingViewController->dismissViewControllerAnimated(
-                        false, [present] { present(false); });
-                } else {
-                    present(true);
-                }
-            };
-            return;
-        }
-        // The checkout replaces the spinner without animation; alone it comes in animated.
-        if (bridge->isPresenting()) {
-            bridge->presentingViewController->dismissViewControllerAnimated(
-                false, [present] { present(false); });
+            bridge->afterSpinner_ = std::move(show);
         } else {
-            present(true);
+            show();
         }
     };
 }

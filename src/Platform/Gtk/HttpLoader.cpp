@@ -79,6 +79,11 @@ void fail(Fetch* fetch, std::string error) {
     finish(fetch);
 }
 
+void failTooLarge(Fetch* fetch) {
+    fail(fetch, "The response is larger than " +
+                    std::to_string(HttpLoader::kMaximumBodyBytes / (1024 * 1024)) + " MiB");
+}
+
 void chunkRead(GObject* source, GAsyncResult* result, gpointer data) {
     auto* fetch = static_cast<Fetch*>(data);
     GError* error = nullptr;
@@ -97,8 +102,7 @@ void chunkRead(GObject* source, GAsyncResult* result, gpointer data) {
     }
     if (fetch->response.body.size() + size > HttpLoader::kMaximumBodyBytes) {
         g_bytes_unref(chunk);
-        fail(fetch, "The response is larger than " +
-                        std::to_string(HttpLoader::kMaximumBodyBytes / (1024 * 1024)) + " MiB");
+        failTooLarge(fetch);
         return;
     }
     fetch->response.body.append(bytes, size);
@@ -150,8 +154,7 @@ void received(GObject* source, GAsyncResult* result, gpointer data) {
     // A body that says its length up front is refused before it is read.
     const goffset length = soup_message_headers_get_content_length(headers);
     if (length > static_cast<goffset>(HttpLoader::kMaximumBodyBytes)) {
-        fail(fetch, "The response is larger than " +
-                        std::to_string(HttpLoader::kMaximumBodyBytes / (1024 * 1024)) + " MiB");
+        failTooLarge(fetch);
         return;
     }
     readMore(fetch);

@@ -59,6 +59,11 @@ std::size_t SimulatedMainQueue::pending() const {
     return queue_.size();
 }
 
+bool SimulatedMainQueue::waitForWork(std::chrono::milliseconds timeout) {
+    std::unique_lock lock(mutex_);
+    return arrived_.wait_for(lock, timeout, [&] { return !queue_.empty(); });
+}
+
 bool SimulatedMainQueue::drainUntil(const std::function<bool()>& done,
                                     std::chrono::milliseconds timeout) {
     auto deadline = std::chrono::steady_clock::now() + timeout;

@@ -29,6 +29,9 @@ class SimulatedMainQueue final : public MainQueue {
     bool runOne();
     /// How many items wait.
     std::size_t pending() const;
+    /// Waits until some work is queued (posted from any thread) or `timeout` passes; answers
+    /// whether work waits.
+    bool waitForWork(std::chrono::milliseconds timeout = std::chrono::seconds(5));
     /// Drains repeatedly until `done` answers true or `timeout` passes (for work arriving from
     /// other threads); answers `done()`.
     bool drainUntil(const std::function<bool()>& done,
