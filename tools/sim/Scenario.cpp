@@ -156,11 +156,16 @@ struct ScenarioRunner::Impl {
         TinyDelegate::resetForTesting();
         // The host's window closes: screens still up go (a spinner holds its bridge, whose
         // configuration holds the host's screen, until it is taken down), then what the
-        // library still holds goes before the platform that made its views.
-        while (host->presentedViewController()) {
-            if (!ViewController::completeDismissal(host, false)) break;
+        // library still holds goes before the platform that made its views. Work still queued
+        // (a scenario that stopped draining) runs first, so a presentation it still had to
+        // make is taken down too rather than left holding its bridge.
+        for (int round = 0; round < 8; ++round) {
+            platform.mainQueue().drain();
+            if (!host->presentedViewController()) break;
+            while (host->presentedViewController()) {
+                if (!ViewController::completeDismissal(host, false)) break;
+            }
         }
-        platform.mainQueue().drain();
         button.reset();
         launchers.clear();
         closures.clear();
