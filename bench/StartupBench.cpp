@@ -37,14 +37,14 @@ void BM_StartupConfigure(benchmark::State& state) {
     KeychainUtils::setValue(Value("<b>Pay</b>"), Value("cachedButton"));
     for (auto _ : state) {
         state.PauseTiming();
-        TandriCheckoutSDK::resetCachedWebviewForTesting();
+        SDKSettings::resetCachedWebviewForTesting();
         TinyDelegate::resetForTesting();
-        TandriCheckoutSDK::cachedWebview();  // the view itself is the platform's cost
+        SDKSettings::cachedWebview();  // the view itself is the platform's cost
         state.ResumeTiming();
         TandriCheckoutSDK::configure();
         platform.mainQueue().drain();
     }
-    TandriCheckoutSDK::resetCachedWebviewForTesting();
+    SDKSettings::resetCachedWebviewForTesting();
     TinyDelegate::resetForTesting();
 }
 BENCHMARK(BM_StartupConfigure);
@@ -64,7 +64,7 @@ void BM_StartupArmButton(benchmark::State& state) {
         if (platform.webViews().loads().size() > 1024) platform.webViews().clearLoads();
         platform.webViews().clearEvaluations();
     }
-    TandriCheckoutSDK::resetCachedWebviewForTesting();
+    SDKSettings::resetCachedWebviewForTesting();
 }
 BENCHMARK(BM_StartupArmButton);
 
@@ -94,7 +94,7 @@ void BM_StartupFirstOptionsAnswer(benchmark::State& state) {
         platform.webViews().clearLoads();
         state.ResumeTiming();
     }
-    TandriCheckoutSDK::resetCachedWebviewForTesting();
+    SDKSettings::resetCachedWebviewForTesting();
 }
 BENCHMARK(BM_StartupFirstOptionsAnswer);
 

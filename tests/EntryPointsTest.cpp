@@ -22,7 +22,7 @@ using sim::SimulatedWebView;
 
 struct EntryPointsTest : ::testing::Test {
     void SetUp() override {
-        TandriCheckoutSDK::resetCachedWebviewForTesting();
+        SDKSettings::resetCachedWebviewForTesting();
         host = std::make_shared<ViewController>();
         host->view();
         profile = TandriProfile(Environment::Production, std::string("key"), std::string("shop"));
@@ -30,7 +30,7 @@ struct EntryPointsTest : ::testing::Test {
     }
     void TearDown() override {
         Logging::setSink(nullptr);
-        TandriCheckoutSDK::resetCachedWebviewForTesting();
+        SDKSettings::resetCachedWebviewForTesting();
         TandriCheckoutPlugin::main()->setPresentingViewController(nullptr);
         TandriCheckoutPlugin::main()->setTrustedOrigins({});
     }
@@ -166,8 +166,8 @@ TEST_F(EntryPointsTest, TheButtonLoadsItsPageCachesItsCopyAndRearmsAfterACancel)
     // The container takes every tap; both pages fill it, the cached copy on top.
     layoutViewTree(*button, {0, 0, 300, 48});
     EXPECT_EQ(button->containerView->subviews().size(), 2u);
-    EXPECT_EQ(button->containerView->subviews()[1], TandriCheckoutSDK::cachedWebviewHost());
-    EXPECT_EQ(TandriCheckoutSDK::cachedWebviewHost()->frame(), (Rect{0, 0, 300, 48}));
+    EXPECT_EQ(button->containerView->subviews()[1], SDKSettings::cachedWebviewHost());
+    EXPECT_EQ(SDKSettings::cachedWebviewHost()->frame(), (Rect{0, 0, 300, 48}));
     button->containerView->gestureRecognizers().at(0).fire();
     EXPECT_EQ(taps, 1);
 
@@ -187,7 +187,7 @@ TEST_F(EntryPointsTest, TheButtonLoadsItsPageCachesItsCopyAndRearmsAfterACancel)
         page,
         R"({"name":"onButtonFinishedLoad","id":"2","data":{"html":"<b>Pay</b>","altText":"Pay now"}})");
     EXPECT_EQ(button->accessibilityLabel(), "Pay now");
-    EXPECT_EQ(lastHTMLIn(TandriCheckoutSDK::cachedWebview().get()), "<b>Pay</b>");
+    EXPECT_EQ(lastHTMLIn(SDKSettings::cachedWebview().get()), "<b>Pay</b>");
     button->setButtonAccessibility(Value(""));
     EXPECT_EQ(button->accessibilityLabel(), "Pay now");
     post(page, R"({"name":"buttonClickEnabled","id":"3","data":{"isEnabled":false}})");
@@ -200,13 +200,13 @@ TEST_F(EntryPointsTest, TheButtonLoadsItsPageCachesItsCopyAndRearmsAfterACancel)
 
     // The next run (the same stores, a fresh cached view) shows the cached copy and the label
     // at once.
-    TandriCheckoutSDK::resetCachedWebviewForTesting();
+    SDKSettings::resetCachedWebviewForTesting();
     EXPECT_FALSE(TandriCheckoutSDK::configured());
     TandriCheckoutSDK::configure();
     EXPECT_TRUE(TandriCheckoutSDK::configured());
     EXPECT_FALSE(TandriCheckoutSDK::isReady());
     platform.mainQueue().drain();
-    EXPECT_EQ(lastHTMLIn(TandriCheckoutSDK::cachedWebview().get()), "<b>Pay</b>");
+    EXPECT_EQ(lastHTMLIn(SDKSettings::cachedWebview().get()), "<b>Pay</b>");
     EXPECT_EQ(TandriCheckoutButton::initWithFrame({})->accessibilityLabel(), "Pay now");
     EXPECT_EQ(TandriCheckoutButton::miniButtonImage()->name, "mini_tandri_checkout");
 }

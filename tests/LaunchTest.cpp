@@ -209,7 +209,7 @@ TEST_F(LaunchTest, TheCheckoutReplacesTheSpinnerWithoutAnimationAndTheLoadTimeRe
 }
 
 TEST_F(LaunchTest, NativeHandlersOptionsResultsButtonStateAndDataRequests) {
-    TandriCheckoutSDK::setMarketingUrl(URL::parse("https://shop.example/spring"));
+    SDKSettings::setMarketingUrl(URL::parse("https://shop.example/spring"));
     config->profile.setObject(Value("key-1"), "apiKey");
     config->purchaseInfo.dataRequests().set(
         "shipping", Value::closure([](const std::optional<Value>& data, AnswerClosure answerWith) {
@@ -261,7 +261,7 @@ TEST_F(LaunchTest, NativeHandlersOptionsResultsButtonStateAndDataRequests) {
     EXPECT_EQ(received(bridge),
               std::vector<std::string>{
                   "window.postMessage('tandri.sdklite.native-keyboard-open--{}', '*');"});
-    TandriCheckoutSDK::setMarketingUrl(std::nullopt);
+    SDKSettings::setMarketingUrl(std::nullopt);
 }
 
 }  // namespace

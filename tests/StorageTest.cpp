@@ -362,19 +362,23 @@ TEST(SharedSettings, VersionFromTheLibraryBundleAndMarketingUrl) {
     Storage::setSDKVersionNumber();
     EXPECT_FALSE(platform.userDefaults().objectForKey("sdk_version"));
 
+    // The host sets it as text; what is not a URL is refused and the URL set before stays.
     EXPECT_FALSE(TandriCheckoutSDK::marketingUrl());
-    TandriCheckoutSDK::setMarketingUrl(URL::parse("https://shop.example/spring"));
-    EXPECT_EQ(TandriCheckoutSDK::marketingUrl()->absoluteString(), "https://shop.example/spring");
-    TandriCheckoutSDK::setMarketingUrl(std::nullopt);
-    EXPECT_FALSE(TandriCheckoutSDK::marketingUrl());
+    EXPECT_TRUE(TandriCheckoutSDK::setMarketingUrl("https://shop.example/spring"));
+    EXPECT_EQ(SDKSettings::marketingUrl()->absoluteString(), "https://shop.example/spring");
+    EXPECT_FALSE(TandriCheckoutSDK::setMarketingUrl("https://shop example/"));
+    EXPECT_FALSE(TandriCheckoutSDK::setMarketingUrl(""));
+    EXPECT_EQ(TandriCheckoutSDK::marketingUrl(), "https://shop.example/spring");
+    EXPECT_TRUE(TandriCheckoutSDK::setMarketingUrl(std::nullopt));
+    EXPECT_FALSE(SDKSettings::marketingUrl());
 
     // One cached web view for every button, made once with default settings.
-    TandriCheckoutSDK::resetCachedWebviewForTesting();
-    auto cached = TandriCheckoutSDK::cachedWebview();
+    SDKSettings::resetCachedWebviewForTesting();
+    auto cached = SDKSettings::cachedWebview();
     ASSERT_TRUE(cached);
-    EXPECT_EQ(TandriCheckoutSDK::cachedWebview(), cached);
+    EXPECT_EQ(SDKSettings::cachedWebview(), cached);
     EXPECT_EQ(platform.webViews().webViews().size(), 1u);
     EXPECT_FALSE(
         cached->configuration()->userContentController->hasScriptMessageHandler("tandriMessage"));
-    TandriCheckoutSDK::resetCachedWebviewForTesting();
+    SDKSettings::resetCachedWebviewForTesting();
 }

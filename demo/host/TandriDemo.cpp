@@ -474,8 +474,8 @@ int main(int argc, char** argv) {
         // After a restart: is the page saved by the last run what the button shows?
         if (options.autoMode == "cached-button" && !done && !checkingSaved && startup.reported &&
             screen == "cart" && elapsed(settledSince) > 1.5) {
-            auto saved = TandriCheckoutSDK::cachedWebviewIfMade();
-            auto savedHost = TandriCheckoutSDK::cachedWebviewHost();
+            auto saved = SDKSettings::cachedWebviewIfMade();
+            auto savedHost = SDKSettings::cachedWebviewHost();
             const bool savedShown = saved && savedHost && shownOn(savedHost, cart->view());
             const bool liveShown = cart->button->liveWebViewHost &&
                                    shownOn(cart->button->liveWebViewHost, cart->view());

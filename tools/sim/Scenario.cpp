@@ -134,7 +134,7 @@ class HybridHostUIDelegate : public UIDelegate {
 struct ScenarioRunner::Impl {
     Impl(Emit emitLine, Options opts) : emit_(std::move(emitLine)), options(opts) {
         // A fresh process: nothing left from an earlier run in this one.
-        TandriCheckoutSDK::resetCachedWebviewForTesting();
+        SDKSettings::resetCachedWebviewForTesting();
         TinyDelegate::resetForTesting();
         ManualWebViewBridge::resetRegistryForTesting();
         CheckoutWebViewBridge::resetMiniButtonImageForTesting();
@@ -150,8 +150,8 @@ struct ScenarioRunner::Impl {
         Logging::setSink(nullptr);
         TandriCheckoutPlugin::main()->setPresentingViewController(nullptr);
         TandriCheckoutPlugin::main()->merchantBridge.reset();
-        TandriCheckoutSDK::setMarketingUrl(std::nullopt);
-        TandriCheckoutSDK::resetCachedWebviewForTesting();
+        SDKSettings::setMarketingUrl(std::nullopt);
+        SDKSettings::resetCachedWebviewForTesting();
         ManualWebViewBridge::resetRegistryForTesting();
         TinyDelegate::resetForTesting();
         // The host's window closes: screens still up go (a spinner holds its bridge, whose
@@ -285,7 +285,7 @@ struct ScenarioRunner::Impl {
 
     std::optional<std::string> roleOf(const WebView* view) {
         if (merchantPage && view == merchantPage.get()) return "merchant";
-        if (auto cached = TandriCheckoutSDK::cachedWebviewIfMade(); view == cached.get()) {
+        if (auto cached = SDKSettings::cachedWebviewIfMade(); view == cached.get()) {
             return "cached";
         }
         if (auto probe = TinyDelegate::currentProbeWebView(); view == probe.get()) return "probe";
@@ -546,7 +546,7 @@ void ScenarioRunner::Impl::play(const Dictionary& event) {
     } else if (name == "setMarketingUrl") {
         auto url = optionalString(event, "url");
         if (url && !URL::parse(*url)) fail("\"url\" is not a URL");
-        TandriCheckoutSDK::setMarketingUrl(url ? URL::parse(*url) : std::nullopt);
+        SDKSettings::setMarketingUrl(url ? URL::parse(*url) : std::nullopt);
     } else if (name == "button.create") {
         Rect frame{0, 0, 320, 50};
         button = TandriCheckoutButton::initWithFrame(frame);

@@ -78,7 +78,7 @@ MessageHandler MobileWebViewBridge::onTinitReady(
             return;
         }
         if (bridge) bridge->messageHandlerPath = std::move(path);
-        const auto& marketing = TandriCheckoutSDK::marketingUrl();
+        const auto& marketing = SDKSettings::marketingUrl();
         config->profile.setObject(
             marketing ? std::optional<Value>(Value(marketing->absoluteString())) : std::nullopt,
             "campaignUrl");

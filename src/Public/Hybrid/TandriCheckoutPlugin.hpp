@@ -8,14 +8,12 @@
 #include <vector>
 
 #include "Platform/WebView.hpp"
+#include "tandri/TandriMessageHandler.hpp"
 
 namespace tandri {
 
 class MerchantWebViewBridge;
 class ViewController;
-
-inline constexpr const char* kTandriMessage = "tandriMessage";
-inline constexpr const char* kTandriSupportsSRC = "supportsSRC";
 
 class TandriCheckoutPlugin : public ScriptMessageHandler {
   public:
@@ -53,14 +51,6 @@ class TandriCheckoutPlugin : public ScriptMessageHandler {
   private:
     std::weak_ptr<ViewController> presenting_;
     std::vector<std::string> trustedOrigins_;
-};
-
-/// The message names a hybrid page uses.
-class TandriMessageHandler {
-  public:
-    static const char* configureTandriCheckoutPlugin() { return "configureTandriCheckoutPlugin"; }
-    static const char* launchTandriCheckout() { return "launchTandriCheckout"; }
-    static const char* tandriMessage() { return kTandriMessage; }
 };
 
 }  // namespace tandri

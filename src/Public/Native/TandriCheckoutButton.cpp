@@ -141,7 +141,7 @@ void TandriCheckoutButton::setupBridge(std::shared_ptr<NativeLaunchConfiguration
                  self->buttonTapped();
              }
          }});
-    auto cached = TandriCheckoutSDK::cachedWebviewHost();
+    auto cached = SDKSettings::cachedWebviewHost();
     if (cached) containerView->addSubview(cached);  // over the live page
 
     pinEdges(containerView, shared_from_this());
@@ -175,11 +175,11 @@ void TandriCheckoutButton::setStandardStyle(bool standard) {
 }
 
 void TandriCheckoutButton::cacheCheckoutButton(const std::optional<Value>& html) {
-    auto cached = TandriCheckoutSDK::cachedWebviewHost();
+    auto cached = SDKSettings::cachedWebviewHost();
     if (cached) cached->removeFromSuperview();
     if (!html) return;
     Storage::setValue(*html, Storage::kCachedButtonKey, 1, std::nullopt);
-    if (auto view = TandriCheckoutSDK::cachedWebview(); view && html->isString()) {
+    if (auto view = SDKSettings::cachedWebview(); view && html->isString()) {
         view->loadHTMLString(html->asString(), std::nullopt);
     }
 }

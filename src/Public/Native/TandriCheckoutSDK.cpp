@@ -1,5 +1,6 @@
 #include "Public/Native/TandriCheckoutSDK.hpp"
 
+#include "Core/Bridge/ManualWebViewBridge.hpp"
 #include "Core/Bridge/WebViewUtil.hpp"
 #include "Core/Storage/Storage.hpp"
 #include "Core/Utils/DispatchHelper.hpp"
@@ -45,15 +46,15 @@ bool& configuredFlag() {
 const char* const TandriCheckoutSDKVersionString = kSDKVersion;
 const double TandriCheckoutSDKVersionNumber = versionNumber(kSDKVersion);
 
-const std::optional<URL>& TandriCheckoutSDK::marketingUrl() {
+const std::optional<URL>& SDKSettings::marketingUrl() {
     return marketingUrlStorage();
 }
 
-void TandriCheckoutSDK::setMarketingUrl(std::optional<URL> url) {
+void SDKSettings::setMarketingUrl(std::optional<URL> url) {
     marketingUrlStorage() = std::move(url);
 }
 
-std::shared_ptr<WebView> TandriCheckoutSDK::cachedWebview() {
+std::shared_ptr<WebView> SDKSettings::cachedWebview() {
     auto& slot = cachedWebviewSlot();
     if (!slot) {
         if (const auto& factory = Platform::current().webViews) slot = factory->makeWebView();
@@ -61,11 +62,11 @@ std::shared_ptr<WebView> TandriCheckoutSDK::cachedWebview() {
     return slot;
 }
 
-std::shared_ptr<WebView> TandriCheckoutSDK::cachedWebviewIfMade() {
+std::shared_ptr<WebView> SDKSettings::cachedWebviewIfMade() {
     return cachedWebviewSlot();
 }
 
-std::shared_ptr<WebViewHost> TandriCheckoutSDK::cachedWebviewHost() {
+std::shared_ptr<WebViewHost> SDKSettings::cachedWebviewHost() {
     auto view = cachedWebview();
     if (!view) return nullptr;
     auto& host = cachedWebviewHostSlot();
@@ -77,7 +78,7 @@ std::shared_ptr<WebViewHost> TandriCheckoutSDK::cachedWebviewHost() {
     return host;
 }
 
-void TandriCheckoutSDK::resetCachedWebviewForTesting() {
+void SDKSettings::resetCachedWebviewForTesting() {
     cachedWebviewSlot().reset();
     cachedWebviewHostSlot().reset();
     configuredFlag() = false;
@@ -85,12 +86,12 @@ void TandriCheckoutSDK::resetCachedWebviewForTesting() {
 
 void TandriCheckoutSDK::configure() {
     configuredFlag() = true;
-    cachedWebview();
+    SDKSettings::cachedWebview();
     Storage::getValueForKey(Storage::kCachedButtonKey, [](std::optional<Value> html) {
         // The answer may come later or from another thread; the web view is the main thread's.
         DispatchHelper::runOnMainNow([html] {
             if (html && !html->isNull()) {
-                if (auto view = cachedWebview(); view && html->isString()) {
+                if (auto view = SDKSettings::cachedWebview(); view && html->isString()) {
                     view->loadHTMLString(html->asString(), std::nullopt);
                 }
             } else if (auto host = cachedWebviewHostSlot()) {
@@ -105,15 +106,32 @@ void TandriCheckoutSDK::configure() {
     }
 }
 
+std::optional<std::string> TandriCheckoutSDK::marketingUrl() {
+    const auto& url = SDKSettings::marketingUrl();
+    return url ? std::optional<std::string>(url->absoluteString()) : std::nullopt;
+}
+
+bool TandriCheckoutSDK::setMarketingUrl(std::optional<std::string> url) {
+    if (!url) {
+        SDKSettings::setMarketingUrl(std::nullopt);
+        return true;
+    }
+    // A campaign is somewhere on the web: a scheme and a host, not a relative reference.
+    auto parsed = URL::parse(*url);
+    if (!parsed || parsed->scheme().empty() || !parsed->host() || parsed->host()->empty())
+        return false;
+    SDKSettings::setMarketingUrl(std::move(parsed));
+    return true;
+}
+
 bool TandriCheckoutSDK::configured() {
     return configuredFlag();
 }
 
 void TandriCheckoutSDK::configureManualCheckoutSessionWithProfile(
     TandriProfile profile, TandriPurchaseInfo purchaseInfo,
-    std::shared_ptr<ViewController> presentingViewController,
-    ManualWebViewBridge::ReadyHandler onReady,
-    std::function<void(const TandriCheckoutResult&)> result) {
+    std::shared_ptr<ViewController> presentingViewController, ReadyHandler onReady,
+    CheckoutCompletion result) {
     std::weak_ptr<ViewController> weakPresenter = presentingViewController;
     auto sessionResult = [profile, purchaseInfo, weakPresenter, onReady,
                           result](const TandriCheckoutResult& outcome) {
