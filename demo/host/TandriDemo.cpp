@@ -1,6 +1,7 @@
-// The demo merchant: a GTK window with a cart and the checkout button, on the
-// real platform (WebKitGTK web views, the cairo presenter, the SQLite store),
-// talking to the local sandbox checkout web application.
+// The demo: the merchant's own GTK application (Shop.cpp, written only against the public
+// headers, as a merchant would) talking to the local sandbox checkout web application, and an
+// autopilot (this file) that drives it like a person and checks what a person would see. The
+// autopilot may look inside the library; the shop may not.
 //
 //   tandri-demo [--manual | --hybrid]
 //               [--auto success|cancel|error|spinner-cancel|cached-button]
@@ -17,8 +18,8 @@
 // meets a slow checkout and closes the loading screen as a person would;
 // "cached-button" checks out nothing and reports whether the button shows the
 // page saved by an earlier run (with --button-status 404 the live page fails).
-// The store lives under $XDG_DATA_HOME/tandri-demo, so a second run is a
-// restart. With --screenshots each screen (cart, loading, checkout, result) is
+// The store lives under $XDG_DATA_HOME/com.example.SandboxStore, so a second run
+// is a restart. With --screenshots each screen (cart, loading, checkout, result) is
 // saved as a PNG.
 
 #include <gtk/gtk.h>
@@ -30,29 +31,20 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "Core/Bridge/LoadingSpinnerViewController.hpp"
-#include "Core/Utils/URL.hpp"
-#include "Core/Views/ImageAssets.hpp"
 #include "Core/Views/Layout.hpp"
 #include "Core/Views/ViewController.hpp"
-#include "Platform/Gtk/GioURLOpener.hpp"
-#include "Platform/Gtk/GtkCookies.hpp"
-#include "Platform/Gtk/GtkLifecycle.hpp"
-#include "Platform/Gtk/GtkMainQueue.hpp"
 #include "Platform/Gtk/GtkPresenter.hpp"
 #include "Platform/Gtk/GtkWebView.hpp"
-#include "Platform/Linux/LinuxDevice.hpp"
+#include "Platform/Gtk/ViewPainter.hpp"
+#include "Platform/Gtk/ViewWidget.hpp"
 #include "Platform/Linux/PersistentStorage.hpp"
-#include "Platform/Linux/PosixFiles.hpp"
-#include "Platform/Linux/StbImageCodec.hpp"
-#include "Public/Hybrid/TandriCheckoutPlugin.hpp"
 #include "Public/Native/TandriCheckoutButton.hpp"
 #include "Public/Native/TandriCheckoutSDK.hpp"
 #include "SandboxServer.hpp"
+#include "Shop.hpp"
 #include "tandri/Json.hpp"
 
 namespace {
@@ -103,75 +95,6 @@ Options parse(int argc, char** argv) {
     return o;
 }
 
-const char* kCartPage =
-    R"(<html><body style="margin:0;font:15px sans-serif;background:#f4f5f8;color:#1d2330">
-<div style="padding:20px 20px 8px;font:600 22px sans-serif">Sandbox Store</div>
-<div style="margin:12px 20px;padding:16px;background:#fff;border-radius:12px">
- <div style="display:flex;justify-content:space-between"><span>Trail shoes</span><span>19.99</span></div>
- <div style="display:flex;justify-content:space-between;margin-top:8px"><span>Socks</span><span>5.00</span></div>
- <hr style="border:none;border-top:1px solid #dde">
- <div style="display:flex;justify-content:space-between;font-weight:600"><span>Total</span><span>24.99 USD</span></div>
-</div>
-<div id="result" style="margin:12px 20px;padding:12px;border-radius:12px;display:none"></div>
-</body></html>)";
-
-/// The merchant's screen: its cart page on top, the checkout button at the bottom.
-class CartController : public ViewController {
-  public:
-    std::shared_ptr<WebView> cart;
-    std::shared_ptr<TandriCheckoutButton> button;
-    /// The merchant's own control, for manual sessions; the checkout button otherwise.
-    std::shared_ptr<Button> ownPay;
-    std::shared_ptr<View> payControl() const {
-        return ownPay ? std::static_pointer_cast<View>(ownPay) : button;
-    }
-
-  protected:
-    void viewDidLoad() override {
-        using A = LayoutAttribute;
-        auto root = view();
-        root->setBackgroundColor(Color{0.957, 0.961, 0.973, 1, {}});
-        auto cartHost = std::make_shared<WebViewHost>();
-        cartHost->setWebView(cart);
-        cartHost->setTranslatesAutoresizingMaskIntoConstraints(false);
-        root->addSubview(cartHost);
-        auto pay = payControl();
-        pay->setTranslatesAutoresizingMaskIntoConstraints(false);
-        root->addSubview(pay);
-        root->addConstraints({constrain(cartHost, A::Leading, root, A::Leading),
-                              constrain(cartHost, A::Trailing, root, A::Trailing),
-                              constrain(cartHost, A::Top, root, A::Top),
-                              constrain(cartHost, A::Bottom, pay, A::Top, -16),
-                              constrain(pay, A::Leading, root, A::Leading, 20),
-                              constrain(pay, A::Trailing, root, A::Trailing, -20),
-                              constrainConstant(pay, A::Height, 56),
-                              constrain(pay, A::Bottom, root, A::Bottom, -32)});
-    }
-};
-
-/// A hybrid merchant's screen: its own page, full screen. The page opens the checkout as a
-/// window; the host's new-window callback hands it to the plugin.
-class MerchantPageController : public ViewController, public UIDelegate {
-  public:
-    std::shared_ptr<WebView> page;
-
-    std::shared_ptr<WebView> webViewCreateWebView(
-        WebView&, const std::shared_ptr<WebViewConfiguration>& configuration,
-        const NavigationAction& action) override {
-        return TandriCheckoutPlugin::finishSetupWithRequest(action.request, configuration);
-    }
-
-  protected:
-    void viewDidLoad() override {
-        auto host = std::make_shared<WebViewHost>();
-        host->setWebView(page);
-        host->setAutoresizingMask(AutoresizingMask::FlexibleWidth |
-                                  AutoresizingMask::FlexibleHeight);
-        host->setFrame(view()->bounds());
-        view()->addSubview(host);
-    }
-};
-
 /// The first web view shown on a screen, in drawing order.
 std::shared_ptr<WebView> webViewOn(const std::shared_ptr<View>& view) {
     if (!view) return nullptr;
@@ -181,15 +104,6 @@ std::shared_ptr<WebView> webViewOn(const std::shared_ptr<View>& view) {
         if (auto found = webViewOn(sub)) return found;
     return nullptr;
 }
-
-/// Whether `view` is in `screen`'s tree with nothing on the way up hidden.
-bool shownOn(const std::shared_ptr<View>& view, const std::shared_ptr<View>& screen) {
-    auto v = view;
-    for (; v && v != screen; v = v->superview())
-        if (v->isHidden()) return false;
-    return v != nullptr;
-}
-
 }  // namespace
 
 namespace {
@@ -216,6 +130,24 @@ void onButtonPageLoad(WebKitWebView*, WebKitLoadEvent event, gpointer) {
                  ms(startup.processStart), ms(startup.sandboxUp));
 }
 
+/// The widget's allocation in its window's coordinates.
+GdkRectangle inWindow(GtkWidget* widget) {
+    GtkAllocation a;
+    gtk_widget_get_allocation(widget, &a);
+    int x = 0, y = 0;
+    gtk_widget_translate_coordinates(widget, gtk_widget_get_toplevel(widget), 0, 0, &x, &y);
+    return {x, y, a.width, a.height};
+}
+
+/// Whether `web` is on screen inside `within`: mapped, with its middle inside `within`'s area.
+bool shownInside(WebKitWebView* web, GtkWidget* within) {
+    if (web == nullptr || !gtk_widget_get_mapped(GTK_WIDGET(web))) return false;
+    const GdkRectangle w = inWindow(GTK_WIDGET(web)), b = inWindow(within);
+    const int mx = w.x + w.width / 2, my = w.y + w.height / 2;
+    return w.width > 1 && w.height > 1 && mx >= b.x && mx < b.x + b.width && my >= b.y &&
+           my < b.y + b.height;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -233,76 +165,30 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "the sandbox checkout server did not start (is node installed?)\n");
         return 1;
     }
-    setMakerDomain(sandbox.domain);
-    TandriProfile::setCheckoutHost(sandbox.checkoutHost);
 
-    // The real platform.
-    GtkWidget* window = gtk_window_new(GTK_WINDOW_TOPLEVEL);
-    gtk_window_set_title(GTK_WINDOW(window), "Sandbox Store");
-    gtk_window_set_default_size(GTK_WINDOW(window), 420, 760);
-    Platform ports;
-    ports.mainQueue = std::make_shared<gtk::GtkMainQueue>();
-    const char* dataHome = std::getenv("XDG_DATA_HOME");
-    std::string appData =
-        (dataHome
-             ? std::string(dataHome)
-             : std::string(std::getenv("HOME") ? std::getenv("HOME") : "/tmp") + "/.local/share") +
-        "/tandri-demo";
-    // The pages' own cookies and local storage are kept with the application's data.
-    auto factory = std::make_shared<gtk::GtkWebViewFactory>(
-        gtk::NetworkSettings{sandbox.proxy, sandbox.leaf, sandbox.hosts()}, appData + "/webkit");
-    ports.webViews = factory;
-    ports.cookies = std::make_shared<gtk::GtkCookies>(factory->context());
-    if (!linux_storage::installStoragePorts(ports, "tandri-demo",
-                                            linux_storage::backendFromEnvironment())) {
-        std::fprintf(stderr, "the store did not open\n");
+    // The merchant's application, against the sandbox.
+    shop::Settings settings;
+    settings.flow = options.hybrid   ? shop::Flow::Hybrid
+                    : options.manual ? shop::Flow::Manual
+                                     : shop::Flow::Button;
+    settings.network = {sandbox.proxy, sandbox.leaf, sandbox.hosts()};
+    settings.checkoutHost = sandbox.checkoutHost;
+    settings.checkoutDomain = sandbox.domain;
+    settings.merchantPageUrl = "https://" + sandbox.merchantHost + "/merchant";
+    // A keyring only where the run asks for one: a desktop session without one would make the
+    // first start wait for the keyring's activation to time out.
+    settings.keychain = linux_storage::backendFromEnvironment() ==
+                                linux_storage::KeychainBackend::SecretService
+                            ? tandri::gtk::KeychainStore::SecretService
+                            : tandri::gtk::KeychainStore::ApplicationStore;
+    shop::Shop store(settings);
+    if (!store.ready()) {
+        std::fprintf(stderr, "tandri-demo: the checkout could not be set up\n");
         return 1;
     }
-    ports.files = std::make_shared<linux_platform::PosixFiles>(appData);
-    ports.imageCodec = std::make_shared<linux_platform::StbImageCodec>();
-    ports.bundle = std::make_shared<linux_platform::DirectoryBundle>(
-        TANDRI_RESOURCES_DIR, Dictionary{{"CFBundleShortVersionString", Value("1.0.0")}});
-    ports.device = std::make_shared<linux_platform::LinuxDevice>("Sandbox Store");
-    ports.urlOpener = std::make_shared<gtk::GioURLOpener>();
-    ports.mainScreenBounds = Rect{0, 0, 420, 760};
-    Platform::install(ports);
-    TandriCheckoutSDK::configure();
+    auto presenter = std::dynamic_pointer_cast<gtk::GtkPresenter>(Platform::current().presenter);
+    const auto root = presenter->hostController();
 
-    // The merchant's screen, then the presenter that shows it in the window.
-    auto cart = std::make_shared<CartController>();
-    cart->cart = factory->makeWebView();
-    cart->cart->loadHTMLString(kCartPage, std::nullopt);
-    cart->button = TandriCheckoutButton::initWithFrame({20, 670, 380, 56});
-    if (options.manual) cart->ownPay = std::make_shared<Button>();
-    // Or the hybrid merchant's own page, talking to the library through the plugin.
-    auto merchant = std::make_shared<MerchantPageController>();
-    std::shared_ptr<ViewController> root = cart;
-    if (options.hybrid) {
-        merchant->page = factory->makeWebView();
-        // The page opens the checkout window from its own code, not from a person's click: a
-        // hybrid host lets its page open windows (else the engine blocks the window, unless by
-        // chance a gesture is still current).
-        merchant->page->setJavaScriptCanOpenWindowsAutomatically(true);
-        merchant->page->setUIDelegate(
-            std::shared_ptr<UIDelegate>(merchant, static_cast<UIDelegate*>(merchant.get())));
-        TandriCheckoutPlugin::configure(*merchant->page->configuration()->userContentController,
-                                        merchant);
-        URLRequest request;
-        request.url = "https://" + sandbox.merchantHost + "/merchant";
-        merchant->page->loadRequest(request);
-        root = merchant;
-    }
-    auto presenter = std::make_shared<gtk::GtkPresenter>(GTK_WINDOW(window), root);
-    Platform::current().presenter = presenter;
-    gtk::GtkLifecycle::follow(GTK_WINDOW(window));
-
-    // The checkout.
-    TandriProfile profile(Environment::Sandbox, std::string("sandbox-api-key"),
-                          std::string("Sandbox Store"));
-    TandriPurchaseInfo purchase;
-    purchase.setObject(Value("24.99"), kTotal);
-    purchase.setObject(Value("USD"), kCurrency);
-    std::function<void()> launch;
     bool done = false;
     int exitStatus = 1;
     const std::string wanted =
@@ -330,75 +216,36 @@ int main(int argc, char** argv) {
         exitStatus = status == wanted && shownAsItShould ? 0 : 3;
         done = true;
     };
-    bool launched = false;
-    std::function<void()> release;
-    // The host's ready handler, for the button and for a manual session: first the launch
-    // closure; once launched, the answer closure, which lets the page go on at once (and is kept:
-    // a manual session lives as long as it does). A re-armed button hands a new launch closure.
-    auto onReady = [&](std::function<void()> closure) {
-        if (!launched) {
-            launch = std::move(closure);
-        } else {
-            launched = false;
-            release = std::move(closure);
-            release();
+    store.onResult = [&](const TandriCheckoutResult& result) {
+        Dictionary summary;
+        if (options.manual) summary.set("flow", Value("manual"));
+        if (!options.manual) {
+            auto brand = result.paymentType();
+            const Value* brandName = brand && brand->isDictionary()
+                                         ? brand->asDictionary().find("cardBrand")
+                                         : nullptr;
+            summary.set("cardBrand", brandName ? *brandName : Value());
         }
+        summary.set("last4", result.lastFourDigits().value_or(Value()));
+        report(result.statusName(), summary);
     };
-    auto startCheckout = [&] {
-        if (!launch || launched) return;
-        launched = true;
-        launch();
-    };
-    if (options.manual) {
-        cart->ownPay->setBackgroundColor(Color{0.09, 0.45, 0.33, 1, {}});
-        cart->ownPay->setImage(imageNamed("mini_tandri_checkout"));
-        cart->ownPay->setImageEdgeInsets({12, 150, 12, 150});
-        cart->ownPay->setAccessibilityLabel(std::string("Pay with my store's own button"));
-        cart->ownPay->addAction(ControlEvent::TouchUpInside, startCheckout);
-        TandriCheckoutSDK::configureManualCheckoutSessionWithProfile(
-            profile, purchase, cart, onReady, [&](const TandriCheckoutResult& result) {
-                Dictionary summary;
-                summary.set("flow", Value("manual"));
-                summary.set("last4", result.lastFourDigits().value_or(Value()));
-                report(result.statusName(), summary);
-            });
-    }
-    if (!options.hybrid && !options.manual)
-        cart->button->onCheckoutWithProfile(
-            profile, purchase, cart, onReady, startCheckout,
-            [&](const TandriCheckoutResult& result) {
-                auto last4 = result.lastFourDigits();
-                auto brand = result.paymentType();
-                const Value* brandName = brand && brand->isDictionary()
-                                             ? brand->asDictionary().find("cardBrand")
-                                             : nullptr;
-                Dictionary summary;
-                summary.set("cardBrand", brandName ? *brandName : Value());
-                summary.set("last4", last4 ? *last4 : Value());
-                Dictionary shown = summary;
-                shown.set("status", Value(result.statusName()));
-                const std::string line = *json::write(Value(shown));
-                report(result.statusName(), summary);
-                cart->cart->evaluateJavaScript(
-                    "(function(r){var e=document.getElementById('result');e.style.display='block';"
-                    "e.style.background=r.status==='payment.success'?'#dff5e3':'#fde2e1';"
-                    "e.textContent=r.status==='payment.success'?('Paid with '+r.cardBrand+' ending "
-                    "in "
-                    "'+"
-                    "r.last4):('Checkout ended: '+r.status);})(" +
-                        line + ")",
-                    {});
-            });
-    if (!options.hybrid && !options.manual && cart->button->bridge) {
-        if (auto* page = dynamic_cast<gtk::GtkWebView*>(cart->button->bridge->webView.get())) {
-            g_signal_connect(page->widget(), "load-changed", G_CALLBACK(onButtonPageLoad), nullptr);
+    // The library's button inside the shop's widget, for looking at and tapping.
+    std::shared_ptr<TandriCheckoutButton> button;
+    if (settings.flow == shop::Flow::Button) {
+        button = std::dynamic_pointer_cast<TandriCheckoutButton>(
+            gtk::ViewWidget::root(store.payControl()));
+        if (button && button->bridge) {
+            if (auto* page = dynamic_cast<gtk::GtkWebView*>(button->bridge->webView.get())) {
+                g_signal_connect(page->widget(), "load-changed", G_CALLBACK(onButtonPageLoad),
+                                 nullptr);
+            }
         }
     }
     bool closed = false;
     g_signal_connect(
-        window, "destroy",
+        store.window(), "destroy",
         G_CALLBACK(+[](GtkWidget*, gpointer flag) { *static_cast<bool*>(flag) = true; }), &closed);
-    gtk_widget_show_all(window);
+    gtk_widget_show_all(GTK_WIDGET(store.window()));
 
     // Pictures of each screen once it has settled, and the tap in automatic mode.
     int shot = 0;
@@ -473,63 +320,75 @@ int main(int argc, char** argv) {
         }
         // After a restart: is the page saved by the last run what the button shows?
         if (options.autoMode == "cached-button" && !done && !checkingSaved && startup.reported &&
-            screen == "cart" && elapsed(settledSince) > 1.5) {
+            screen == "cart" && elapsed(settledSince) > 1.5 && button) {
             auto saved = SDKSettings::cachedWebviewIfMade();
-            auto savedHost = SDKSettings::cachedWebviewHost();
-            const bool savedShown = saved && savedHost && shownOn(savedHost, cart->view());
-            const bool liveShown = cart->button->liveWebViewHost &&
-                                   shownOn(cart->button->liveWebViewHost, cart->view());
+            auto* savedGtk = dynamic_cast<gtk::GtkWebView*>(saved.get());
+            auto* liveGtk = button->bridge
+                                ? dynamic_cast<gtk::GtkWebView*>(button->bridge->webView.get())
+                                : nullptr;
+            const bool savedShown =
+                savedGtk && shownInside(savedGtk->widget(), store.payControl()) &&
+                SDKSettings::cachedWebviewHost()->superview() != nullptr;
+            const bool liveShown = liveGtk && button->liveWebViewHost &&
+                                   !button->liveWebViewHost->isHidden() &&
+                                   button->liveWebViewHost->superview() != nullptr &&
+                                   shownInside(liveGtk->widget(), store.payControl());
             checkingSaved = true;
-            // What a person sees: the colour at the button's left, halfway down, in a picture of
-            // the window (the saved page paints it; without it the cart's background shows
-            // through).
+            // What a person sees: the colour the saved page paints at its left, halfway down
+            // (clear of the label); the shop's own background shows where it paints nothing.
             auto finish = [&, savedShown, liveShown](const std::string& text) {
-                const std::string picture = std::string(work) + "/button.png";
-                writing = false;
-                presenter->writeSnapshot(
-                    picture, [&, savedShown, liveShown, text, picture](bool written) {
-                        writing.reset();
+                auto look = [&, savedShown, liveShown, text](std::optional<std::array<int, 3>> middle) {
+                    char hex[8] = "";
+                    if (middle)
+                        std::snprintf(hex, sizeof hex, "#%02x%02x%02x", (*middle)[0], (*middle)[1],
+                                      (*middle)[2]);
+                    const bool painted =
+                        middle && ((*middle)[0] + (*middle)[1] + (*middle)[2]) < 3 * 0xd0;
+                    Dictionary summary;
+                    summary.set("savedPageShown", Value(savedShown));
+                    summary.set("livePageShown", Value(liveShown));
+                    summary.set("savedPageText", Value(text));
+                    summary.set("buttonColor", middle ? Value(hex) : Value());
+                    summary.set("accessibilityLabel", button->accessibilityLabel()
+                                                          ? Value(*button->accessibilityLabel())
+                                                          : Value());
+                    // The saved page paints in its own time: look again until it shows (or the
+                    // run's time is up, which fails the run with what was seen).
+                    if (!(savedShown && !liveShown && !text.empty() && painted)) {
+                        lastSavedCheck = summary;
+                        checkingSaved = false;
+                        settledSince = std::chrono::steady_clock::now();
+                        return;
+                    }
+                    report("cached-button", summary);
+                    exitStatus = 0;
+                };
+                if (!savedGtk) return look(std::nullopt);
+                webkit_web_view_get_snapshot(
+                    savedGtk->widget(), WEBKIT_SNAPSHOT_REGION_VISIBLE, WEBKIT_SNAPSHOT_OPTIONS_NONE,
+                    nullptr,
+                    +[](GObject* source, GAsyncResult* result, gpointer data) {
+                        auto* then = static_cast<std::function<void(std::optional<std::array<int, 3>>)>*>(data);
+                        cairo_surface_t* surface = webkit_web_view_get_snapshot_finish(
+                            WEBKIT_WEB_VIEW(source), result, nullptr);
                         std::optional<std::array<int, 3>> middle;
-                        std::ifstream in(picture, std::ios::binary);
-                        ByteBuffer bytes((std::istreambuf_iterator<char>(in)),
-                                         std::istreambuf_iterator<char>());
-                        auto image =
-                            written ? linux_platform::StbImageCodec().decode(bytes) : std::nullopt;
-                        const Rect b = frameInRoot(*cart->button);
-                        const int x = static_cast<int>(b.x + 12);  // clear of the label
-                        const int y = static_cast<int>(b.y + b.height / 2);
-                        if (image && x >= 0 && y >= 0 && x < image->width && y < image->height) {
-                            const auto* px =
-                                &image->rgba[(static_cast<std::size_t>(y) * image->width + x) * 4];
-                            middle = {px[0], px[1], px[2]};
+                        if (surface) {
+                            cairo_surface_flush(surface);
+                            const int w = cairo_image_surface_get_width(surface);
+                            const int h = cairo_image_surface_get_height(surface);
+                            const int x = 12, y = h / 2;
+                            if (w > x && h > 0) {
+                                const unsigned char* row = cairo_image_surface_get_data(surface) +
+                                                           y * cairo_image_surface_get_stride(surface);
+                                const unsigned char* px = row + x * 4;  // BGRA, premultiplied
+                                middle = std::array<int, 3>{px[2], px[1], px[0]};
+                            }
+                            cairo_surface_destroy(surface);
                         }
-                        char hex[8] = "";
-                        if (middle)
-                            std::snprintf(hex, sizeof hex, "#%02x%02x%02x", (*middle)[0],
-                                          (*middle)[1], (*middle)[2]);
-                        const bool painted = middle && (std::abs((*middle)[0] - 0xf4) > 40 ||
-                                                        std::abs((*middle)[1] - 0xf5) > 40 ||
-                                                        std::abs((*middle)[2] - 0xf8) > 40);
-                        Dictionary summary;
-                        summary.set("savedPageShown", Value(savedShown));
-                        summary.set("livePageShown", Value(liveShown));
-                        summary.set("savedPageText", Value(text));
-                        summary.set("buttonColor", middle ? Value(hex) : Value());
-                        summary.set("accessibilityLabel",
-                                    cart->button->accessibilityLabel()
-                                        ? Value(*cart->button->accessibilityLabel())
-                                        : Value());
-                        // The saved page paints in its own time: look again until it shows
-                        // (or the run's time is up, which fails the run with what was seen).
-                        if (!(savedShown && !liveShown && !text.empty() && painted)) {
-                            lastSavedCheck = summary;
-                            checkingSaved = false;
-                            settledSince = std::chrono::steady_clock::now();
-                            return;
-                        }
-                        report("cached-button", summary);
-                        exitStatus = 0;
-                    });
+                        (*then)(middle);
+                        delete then;
+                    },
+                    new std::function<void(std::optional<std::array<int, 3>>)>(look));
             };
             if (!saved) {
                 finish("");
@@ -565,24 +424,45 @@ int main(int argc, char** argv) {
         if (options.hybrid && !done && !reading && elapsed(lastRead) > 0.5) {
             reading = true;
             lastRead = std::chrono::steady_clock::now();
-            merchant->page->evaluateJavaScript(
-                "document.getElementById('status').textContent",
-                [&](const std::optional<Value>& text, const std::optional<std::string>&) {
+            webkit_web_view_evaluate_javascript(
+                store.merchantPage(), "document.getElementById('status').textContent", -1,
+                nullptr, nullptr, nullptr,
+                +[](GObject* source, GAsyncResult* result, gpointer data) {
+                    auto* then = static_cast<std::function<void(std::string)>*>(data);
+                    std::string line;
+                    if (JSCValue* value = webkit_web_view_evaluate_javascript_finish(
+                            WEBKIT_WEB_VIEW(source), result, nullptr)) {
+                        if (jsc_value_is_string(value)) {
+                            char* text = jsc_value_to_string(value);
+                            line = text;
+                            g_free(text);
+                        }
+                        g_object_unref(value);
+                    }
+                    (*then)(line);
+                    delete then;
+                },
+                new std::function<void(std::string)>([&](std::string line) {
                     reading = false;
-                    const std::string line = text && text->isString() ? text->asString() : "";
+                    if (done) return;
                     Dictionary summary;
                     summary.set("flow", Value("hybrid"));
                     summary.set("text", Value(line));
                     if (line.rfind("Paid with", 0) == 0) report("payment.success", summary);
                     if (line.rfind("You cancelled", 0) == 0) report("payment.cancel", summary);
                     if (line.rfind("Payment failed", 0) == 0) report("payment.error", summary);
-                });
+                }));
         }
         if (!options.hybrid && !options.autoMode.empty() && options.autoMode != "cached-button" &&
-            !tapped && screen == "cart" && settled && launch && !writing) {
-            // A tap at the middle of the button, through the window's hit testing.
-            const Rect b = frameInRoot(*cart->payControl());
-            tapped = presenter->tap(b.x + b.width / 2, b.y + b.height / 2);
+            !tapped && screen == "cart" && settled && !writing) {
+            // A tap at the middle of what the person pays with.
+            if (options.manual) {
+                gtk_button_clicked(GTK_BUTTON(store.payControl()));
+                tapped = true;
+            } else if (button && button->isReady) {
+                const Rect b = button->bounds();
+                tapped = gtk::performTap(button, b.width / 2, b.height / 2);
+            }
         }
         if (closed) break;
         if (done && !options.autoMode.empty()) {

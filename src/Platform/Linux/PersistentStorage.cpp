@@ -16,7 +16,8 @@ KeychainBackend backendFromEnvironment() {
 }
 
 bool installStoragePorts(Platform& ports, const std::string& application, KeychainBackend backend,
-                         const std::optional<std::string>& databasePath) {
+                         const std::optional<std::string>& databasePath,
+                         KeychainBackend* chosen) {
     auto path = databasePath ? databasePath : sqlite::SqliteStore::defaultPath(application);
     if (!path) return false;
     std::string error;
@@ -27,9 +28,11 @@ bool installStoragePorts(Platform& ports, const std::string& application, Keycha
     }
     ports.userDefaults = store->userDefaults();
     ports.keychain = store->keychain();
+    if (chosen) *chosen = KeychainBackend::Sqlite;
     if (backend == KeychainBackend::SecretService) {
         if (auto keyring = secretservice::SecretServiceKeychain::connect(&error)) {
             ports.keychain = keyring;
+            if (chosen) *chosen = KeychainBackend::SecretService;
         } else {
             logInProduction("keyring unavailable, keeping items in " + *path + ": " + error);
         }

@@ -18,8 +18,9 @@ KeychainBackend backendFromEnvironment();
 
 /// Fills the keychain and user-defaults ports of `ports` for `application`. A keyring that does
 /// not answer falls back to SQLite with a system-log line. False when the database cannot be
-/// opened (the ports are then left as they were).
+/// opened (the ports are then left as they were). `chosen` learns where keychain items went.
 bool installStoragePorts(Platform& ports, const std::string& application, KeychainBackend backend,
-                         const std::optional<std::string>& databasePath = std::nullopt);
+                         const std::optional<std::string>& databasePath = std::nullopt,
+                         KeychainBackend* chosen = nullptr);
 
 }  // namespace tandri::linux_storage

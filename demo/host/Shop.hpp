@@ -1,0 +1,64 @@
+#pragma once
+
+// The demo merchant's own application: a GTK window with a header bar, its product list and the
+// checkout. It uses only what a merchant includes (<tandri/tandri.hpp>, <tandri/gtk.hpp>); the
+// build gives this file no other include path.
+
+#include <gtk/gtk.h>
+#include <webkit2/webkit2.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <tandri/gtk.hpp>
+#include <tandri/tandri.hpp>
+
+namespace shop {
+
+enum class Flow {
+    Button,  // the checkout button among the shop's own widgets
+    Manual,  // the shop's own "Pay" button starting a manual checkout session
+    Hybrid,  // the shop's own web page, talking to the checkout through the plugin
+};
+
+struct Settings {
+    Flow flow = Flow::Button;
+    /// Where the checkout is served (a staging server, here the local sandbox) and how it is
+    /// reached; empty in production.
+    tandri::gtk::Network network;
+    std::string checkoutHost;
+    std::string checkoutDomain;
+    /// The shop's own page, for the hybrid flow.
+    std::string merchantPageUrl;
+    tandri::gtk::KeychainStore keychain = tandri::gtk::KeychainStore::Automatic;
+};
+
+class Shop {
+  public:
+    explicit Shop(Settings settings);
+    ~Shop();
+
+    /// False when the checkout could not be set up (the system log says why).
+    bool ready() const { return checkout_ != nullptr; }
+    GtkWindow* window() const { return window_; }
+    /// What the person taps to pay: the checkout button, or the shop's own button.
+    GtkWidget* payControl() const;
+    /// The shop's own web page in the hybrid flow; none otherwise.
+    WebKitWebView* merchantPage() const { return page_; }
+    /// Told of every checkout's end, after the shop has shown it.
+    std::function<void(const tandri::TandriCheckoutResult&)> onResult;
+
+  private:
+    void showResult(const tandri::TandriCheckoutResult& result);
+
+    GtkWindow* window_ = nullptr;
+    GtkWidget* resultLabel_ = nullptr;
+    GtkWidget* ownPay_ = nullptr;
+    WebKitWebView* page_ = nullptr;
+    std::shared_ptr<tandri::gtk::Installation> checkout_;
+    std::unique_ptr<tandri::gtk::CheckoutButton> button_;
+    std::function<void()> startCheckout_;
+};
+
+}  // namespace shop

@@ -1,0 +1,61 @@
+#!/usr/bin/env bash
+# Runs the example shop (examples/gtk-shop) against the local sandbox checkout, clicks its
+# checkout button as a person does (a real click through the X server), and waits until the
+# shop prints how the checkout ended.
+#   scripts/run-gtk-shop.sh SHOP_PROGRAM [EXPECTED_STATUS]   (default payment.success)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+if [[ -z "${DISPLAY:-}" ]]; then exec scripts/with-display.sh "$0" "$@"; fi
+shop="$(realpath "$1")"
+expected="${2:-payment.success}"
+limit="${SHOP_SECONDS:-120}"
+
+work=$(mktemp -d /tmp/gtk-shop.XXXXXX)
+pids=()
+cleanup() {
+  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; wait "$pid" 2>/dev/null || true; done
+  rm -rf "$work"
+}
+trap cleanup EXIT
+
+# The sandbox checkout, paying by itself once its page is on view.
+bash demo/sandbox-webapp/gen-certs.sh "$work/certs" >/dev/null 2>&1
+mkfifo "$work/server"
+node demo/sandbox-webapp/server.js --cert-dir "$work/certs" --auto success >"$work/server" &
+pids+=($!)
+exec 3<"$work/server"
+read -r ports <&3
+field() { node -e 'const p = JSON.parse(process.argv[1]); console.log(p[process.argv[2]]);' "$ports" "$1"; }
+export SHOP_PROXY="$(field proxy)" SHOP_CERTIFICATE="$work/certs/leaf.pem"
+export SHOP_CHECKOUT_HOST="$(field checkoutHost)" SHOP_CHECKOUT_DOMAIN="$(field domain)"
+export SHOP_TRUSTED_HOSTS="$(field checkoutHost) $(field sandboxHost) $(field domain)"
+
+# The shop, its bridge messages on standard error.
+mkfifo "$work/log"
+XDG_DATA_HOME="$work/data" TANDRI_LOG=stderr "$shop" >"$work/out" 2>"$work/log" &
+pids+=($!)
+shop_pid=$!
+# Wait for the button page to tell the library it has loaded (a line of the bridge's log).
+exec 4<"$work/log"
+loaded=""
+while IFS= read -r -t "$limit" line <&4; do
+  if [[ "$line" == *onButtonFinishedLoad* ]]; then loaded=1; break; fi
+done
+cat <&4 >"$work/err" &
+pids+=($!)
+if [[ -z "$loaded" ]]; then echo "run-gtk-shop: the button page never loaded"; exit 1; fi
+
+# A click in the middle of the checkout button: 20 px in from the window's bottom edge, 56 high.
+window=$(xdotool search --sync --onlyvisible --name "Example Shop" | head -n 1)
+eval "$(xdotool getwindowgeometry --shell "$window")"
+xdotool mousemove --window "$window" $((WIDTH / 2)) $((HEIGHT - 20 - 28)) click 1
+
+# The shop prints each result as a line.
+deadline=$((SECONDS + limit))
+while (( SECONDS < deadline )); do
+  if grep -qx "$expected" "$work/out"; then echo "run-gtk-shop: $expected"; exit 0; fi
+  if ! kill -0 "$shop_pid" 2>/dev/null; then break; fi
+  inotifywait -qq -t 5 -e modify "$work/out" >/dev/null 2>&1 || true
+done
+echo "run-gtk-shop: no $expected; the shop printed:"; cat "$work/out"; tail -n 40 "$work/err" || true
+exit 1
