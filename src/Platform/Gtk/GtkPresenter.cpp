@@ -30,6 +30,15 @@ void runSoon(std::function<void()> work) {
     g_source_unref(source);
 }
 
+/// Gives `widget` the focus back as it had it: an entry keeps its selection and cursor.
+void refocus(GtkWidget* widget) {
+    if (GTK_IS_ENTRY(widget)) {
+        gtk_entry_grab_focus_without_selecting(GTK_ENTRY(widget));
+    } else {
+        gtk_widget_grab_focus(widget);
+    }
+}
+
 double nowSeconds() {
     using namespace std::chrono;
     return duration<double>(steady_clock::now().time_since_epoch()).count();
@@ -113,10 +122,20 @@ void GtkPresenter::coverHostContent() {
     if (content != nullptr) {
         // The one move the host's content makes: into the overlay, before any screen is up.
         // Its visibility, sensitivity and focus-ability stay its own.
+        // Taking it out of the window takes its focus away: the focus comes back with it.
+        GtkWidget* focus = gtk_window_get_focus(window_);
+        if (focus != nullptr) g_object_ref(focus);
         g_object_ref(content);
         gtk_container_remove(GTK_CONTAINER(window_), content);
         gtk_container_add(GTK_CONTAINER(stack_), content);
         g_object_unref(content);
+        gtk_container_add(GTK_CONTAINER(window_), stack_);
+        gtk_widget_show(stack_);
+        if (focus != nullptr) {
+            if (gtk_widget_get_toplevel(focus) == GTK_WIDGET(window_)) refocus(focus);
+            g_object_unref(focus);
+        }
+        return;
     }
     gtk_container_add(GTK_CONTAINER(window_), stack_);
     gtk_widget_show(stack_);
@@ -225,7 +244,7 @@ void GtkPresenter::giveFocusBack() {
     focusBefore_ = nullptr;
     if (window_ != nullptr && gtk_widget_get_toplevel(before) == GTK_WIDGET(window_) &&
         gtk_widget_get_can_focus(before)) {
-        gtk_widget_grab_focus(before);
+        refocus(before);
     }
 }
 

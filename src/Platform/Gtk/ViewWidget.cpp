@@ -53,14 +53,17 @@ struct HostedWebView {
     std::shared_ptr<WebView> webView;
     Rect frame;
     bool visible;
+    bool interactive;  // false when it or a view above it takes no touches
 };
 
-void collectWebViews(const View& view, bool visible, std::vector<HostedWebView>& out) {
+void collectWebViews(const View& view, bool visible, bool interactive,
+                     std::vector<HostedWebView>& out) {
     visible = visible && !view.isHidden() && view.alpha() > 0;
+    interactive = interactive && view.isUserInteractionEnabled();
     if (auto* host = dynamic_cast<const WebViewHost*>(&view); host && host->webView()) {
-        out.push_back({host->webView(), frameInRoot(view), visible});
+        out.push_back({host->webView(), frameInRoot(view), visible, interactive});
     }
-    for (const auto& sub : view.subviews()) collectWebViews(*sub, visible, out);
+    for (const auto& sub : view.subviews()) collectWebViews(*sub, visible, interactive, out);
 }
 
 /// What a widget keeps beside GTK's own state: its tree and the layers it is drawn in
@@ -75,6 +78,9 @@ struct State {
     struct Placed {
         std::weak_ptr<WebView> webView;
         GtkWidget* widget;
+        bool interactive;
+        gulong press;
+        gulong release;
     };
     std::vector<Placed> placed;
     std::uint64_t drawn = 0;
@@ -105,12 +111,17 @@ void tandri_view_widget_init(TandriViewWidget* self) {
 
 // Its tree's web views belong to their owners, not to the widget: they leave before the
 // widget's children are destroyed.
-void releaseWebViews(State& state) {
-    for (auto& placed : state.placed) {
-        if (!placed.webView.expired() && gtk_widget_get_parent(placed.widget) == state.fixed) {
-            gtk_container_remove(GTK_CONTAINER(state.fixed), placed.widget);
-        }
+void letGo(State& state, const State::Placed& placed) {
+    if (placed.webView.expired()) return;
+    g_signal_handler_disconnect(placed.widget, placed.press);
+    g_signal_handler_disconnect(placed.widget, placed.release);
+    if (gtk_widget_get_parent(placed.widget) == state.fixed) {
+        gtk_container_remove(GTK_CONTAINER(state.fixed), placed.widget);
     }
+}
+
+void releaseWebViews(State& state) {
+    for (auto& placed : state.placed) letGo(state, placed);
     state.placed.clear();
 }
 
@@ -154,6 +165,27 @@ gboolean onDraw(GtkWidget* area, cairo_t* cr, gpointer data) {
 
 gboolean onRelease(GtkWidget* area, GdkEventButton* event, gpointer) {
     return ViewWidget::tap(gtk_widget_get_parent(area), event->x, event->y) ? TRUE : FALSE;
+}
+
+// A page whose host takes no touches (the checkout button's) does not get the person's clicks:
+// they are taps on the tree, as anywhere else in the widget.
+gboolean onPageButton(GtkWidget* page, GdkEventButton* event, gpointer widget) {
+    auto* self = static_cast<GtkWidget*>(widget);
+    State* state = reinterpret_cast<TandriViewWidget*>(self)->state;
+    const auto placed = std::find_if(state->placed.begin(), state->placed.end(),
+                                     [page](const auto& p) { return p.widget == page; });
+    if (placed == state->placed.end() || placed->interactive) return FALSE;
+    if (event->type != GDK_BUTTON_RELEASE) return TRUE;
+    int originX = 0, originY = 0;
+    gdk_window_get_origin(gtk_widget_get_window(self), &originX, &originY);
+    if (!gtk_widget_get_has_window(self)) {
+        GtkAllocation allocation;
+        gtk_widget_get_allocation(self, &allocation);
+        originX += allocation.x;
+        originY += allocation.y;
+    }
+    ViewWidget::tap(self, event->x_root - originX, event->y_root - originY);
+    return TRUE;
 }
 
 gboolean onFrame(gpointer widget) {
@@ -229,6 +261,9 @@ GtkWidget* ViewWidget::create(std::shared_ptr<View> root, int naturalWidth, int 
     state.under = gtk_drawing_area_new();
     state.fixed = gtk_fixed_new();
     state.over = gtk_drawing_area_new();
+    // Drawn straight into the overlay's pass-through layer: a window of its own would take the
+    // clicks meant for what lies under it.
+    gtk_widget_set_has_window(state.over, FALSE);
     gtk_widget_add_events(state.under, GDK_BUTTON_PRESS_MASK | GDK_BUTTON_RELEASE_MASK);
     g_signal_connect(state.under, "draw", G_CALLBACK(onDraw), &state);
     g_signal_connect(state.over, "draw", G_CALLBACK(onDraw), &state);
@@ -275,7 +310,7 @@ void ViewWidget::sync(GtkWidget* widget, int width, int height) {
     layoutViewTree(root, {0, 0, static_cast<double>(width), static_cast<double>(height)});
 
     std::vector<HostedWebView> hosted;
-    collectWebViews(root, true, hosted);
+    collectWebViews(root, true, true, hosted);
     std::vector<State::Placed> placed;
     for (const auto& h : hosted) {
         auto* gtkView = dynamic_cast<GtkWebView*>(h.webView.get());
@@ -298,16 +333,22 @@ void ViewWidget::sync(GtkWidget* widget, int width, int height) {
         gtk_widget_set_size_request(page, std::max(1, static_cast<int>(h.frame.width)),
                                     std::max(1, static_cast<int>(h.frame.height)));
         gtk_widget_set_visible(page, h.visible);
-        placed.push_back({h.webView, page});
-    }
-    // Web views no longer in the tree leave the widget (their owners still hold them).
-    for (auto& old : state->placed) {
-        const bool still = std::any_of(placed.begin(), placed.end(),
-                                       [&](const auto& p) { return p.widget == old.widget; });
-        if (!still && !old.webView.expired() && gtk_widget_get_parent(old.widget) == state->fixed) {
-            gtk_container_remove(GTK_CONTAINER(state->fixed), old.widget);
+        const auto was = std::find_if(state->placed.begin(), state->placed.end(),
+                                      [page](const auto& p) { return p.widget == page; });
+        if (was != state->placed.end()) {
+            placed.push_back({h.webView, page, h.interactive, was->press, was->release});
+            state->placed.erase(was);
+        } else {
+            placed.push_back(
+                {h.webView, page, h.interactive,
+                 g_signal_connect_object(page, "button-press-event", G_CALLBACK(onPageButton),
+                                         widget, GConnectFlags{}),
+                 g_signal_connect_object(page, "button-release-event", G_CALLBACK(onPageButton),
+                                         widget, GConnectFlags{})});
         }
     }
+    // Web views no longer in the tree leave the widget (their owners still hold them).
+    releaseWebViews(*state);
     state->placed = std::move(placed);
 
     std::uint64_t print = 14695981039346656037ULL;
@@ -349,7 +390,7 @@ void ViewWidget::writeSnapshot(GtkWidget* widget, const std::string& path,
         {}};
     shot->cr = cairo_create(shot->surface);
     paintViewTree(shot->cr, *root, shot->seconds, PaintLayer::UnderWebView);
-    collectWebViews(*root, true, shot->pages);
+    collectWebViews(*root, true, true, shot->pages);
     continueShot(shot);
 }
 
