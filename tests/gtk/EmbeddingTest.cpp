@@ -367,5 +367,51 @@ TEST_F(EmbeddingTest, AScreenCoversTheHostsOwnWidgetsAndGivesThemBackUntouched) 
     g_object_unref(context);
 }
 
+TEST_F(EmbeddingTest, WhatLiesOverAPageIsDrawnOnScreenAndAWindowGoneFirstIsNoHarm) {
+    auto factory = std::make_shared<GtkWebViewFactory>();
+    Platform::current().webViews = factory;
+    auto page = factory->makeWebView();
+    page->loadHTMLString("<body style='background:#00ff00'></body>", std::nullopt);
+    auto root = View::make();
+    root->setBackgroundColor(Color::white());
+    auto host = std::make_shared<WebViewHost>(Rect{0, 0, 200, 100});
+    host->setWebView(page);
+    auto badge = View::make();
+    badge->setFrame({10, 10, 20, 20});
+    badge->setBackgroundColor(Color{1, 0, 0, 1, {}});
+    root->addSubview(host);
+    root->addSubview(badge);  // over the page
+    GtkWidget* widget = ViewWidget::create(root, 200, 100);
+    gtk_container_add(GTK_CONTAINER(window), widget);
+    gtk_widget_show_all(window);
+    ASSERT_TRUE(spinUntil([&] { return gtk_widget_get_allocated_width(widget) == 200; },
+                          std::chrono::seconds(5)));
+    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 200, 100);
+    cairo_t* cr = cairo_create(surface);
+    gtk_widget_draw(widget, cr);
+    cairo_destroy(cr);
+    cairo_surface_flush(surface);
+    const auto* px = reinterpret_cast<const std::uint32_t*>(
+        cairo_image_surface_get_data(surface) + 20 * cairo_image_surface_get_stride(surface));
+    EXPECT_EQ(px[20] & 0xffffff, 0xff0000u);
+    cairo_surface_destroy(surface);
+
+    // A host that destroys its window while a screen is up, and only then the presenter.
+    GtkWidget* other = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+    gtk_container_add(GTK_CONTAINER(other), gtk_label_new("the host's"));
+    gtk_widget_show_all(other);
+    auto presenter = std::make_shared<GtkPresenter>(GTK_WINDOW(other));
+    Platform::current().presenter = presenter;
+    bool presented = false;
+    presenter->hostController()->presentViewController(std::make_shared<ViewController>(), false,
+                                                       [&] { presented = true; });
+    ASSERT_TRUE(spinUntil([&] { return presented; }, std::chrono::seconds(5)));
+    gtk_widget_destroy(other);
+    drain();
+    Platform::current().presenter.reset();
+    presenter.reset();
+    drain();
+}
+
 }  // namespace
 }  // namespace tandri
