@@ -1,15 +1,10 @@
 #include "Platform/Gtk/GtkPresenter.hpp"
 
-#include <webkit2/webkit2.h>
-
 #include <algorithm>
 #include <chrono>
-#include <cstdint>
-#include <cstring>
 
-#include "Core/Views/Layout.hpp"
-#include "Platform/Gtk/GtkWebView.hpp"
-#include "Platform/Gtk/ViewPainter.hpp"
+#include "Platform/Gtk/ViewWidget.hpp"
+#include "Platform/Platform.hpp"
 
 namespace tandri::gtk {
 
@@ -35,73 +30,30 @@ void runSoon(std::function<void()> work) {
     g_source_unref(source);
 }
 
+/// Gives `widget` the focus back as it had it: an entry keeps its selection and cursor.
+void refocus(GtkWidget* widget) {
+    if (GTK_IS_ENTRY(widget)) {
+        gtk_entry_grab_focus_without_selecting(GTK_ENTRY(widget));
+    } else {
+        gtk_widget_grab_focus(widget);
+    }
+}
+
 double nowSeconds() {
     using namespace std::chrono;
     return duration<double>(steady_clock::now().time_since_epoch()).count();
 }
 
-/// A cheap fingerprint of what a tree looks like, to redraw only on change.
-void fingerprint(const View& view, std::uint64_t& h) {
-    auto mix = [&h](double v) {
-        std::uint64_t bits = 0;
-        static_assert(sizeof bits == sizeof v);
-        std::memcpy(&bits, &v, sizeof bits);
-        h = (h ^ bits) * 1099511628211ULL;
-    };
-    const Rect f = view.frame();
-    mix(f.x), mix(f.y), mix(f.width), mix(f.height);
-    mix(view.isHidden() ? 1 : 0), mix(view.alpha());
-    if (const auto& c = view.backgroundColor())
-        mix(c->red), mix(c->green), mix(c->blue), mix(c->alpha);
-    mix(static_cast<double>(reinterpret_cast<std::uintptr_t>(&view)));
-    if (auto* image = dynamic_cast<const ImageView*>(&view)) {
-        mix(static_cast<double>(reinterpret_cast<std::uintptr_t>(image->image().get())));
-    } else if (auto* button = dynamic_cast<const Button*>(&view)) {
-        mix(static_cast<double>(reinterpret_cast<std::uintptr_t>(button->image().get())));
-    } else if (auto* bar = dynamic_cast<const NavigationBar*>(&view)) {
-        mix(static_cast<double>(bar->items().size()));
-    }
-    mix(static_cast<double>(view.subviews().size()));
-    for (const auto& sub : view.subviews()) fingerprint(*sub, h);
-}
-
-/// The web views the tree hosts, with where they go (root coordinates) and whether they show.
-struct HostedWebView {
-    std::shared_ptr<WebView> webView;
-    Rect frame;
-    bool visible;
-};
-
-void collectWebViews(const View& view, bool visible, std::vector<HostedWebView>& out) {
-    visible = visible && !view.isHidden() && view.alpha() > 0;
-    if (auto* host = dynamic_cast<const WebViewHost*>(&view); host && host->webView()) {
-        out.push_back({host->webView(), frameInRoot(view), visible});
-    }
-    for (const auto& sub : view.subviews()) collectWebViews(*sub, visible, out);
-}
-
 }  // namespace
 
 struct GtkPresenter::Screen {
-    GtkPresenter* presenter = nullptr;
     std::shared_ptr<ViewController> controller;
-    GtkWidget* layer = nullptr;  // GtkOverlay: under, web views, over
-    GtkWidget* under = nullptr;
-    GtkWidget* fixed = nullptr;
-    GtkWidget* over = nullptr;
-    struct Placed {
-        std::weak_ptr<WebView> webView;
-        GtkWidget* widget;
-    };
-    std::vector<Placed> placed;
-    std::uint64_t drawn = 0;
+    GtkWidget* widget = nullptr;  // a ViewWidget of the controller's view, held
 };
 
 GtkPresenter::GtkPresenter(GtkWindow* window, std::shared_ptr<ViewController> root)
-    : window_(window),
-      root_(std::move(root)),
-      startSeconds_(nowSeconds()),
-      alive_(std::make_shared<bool>(true)) {
+    : window_(window), root_(std::move(root)), alive_(std::make_shared<bool>(true)) {
+    g_object_add_weak_pointer(G_OBJECT(window_), reinterpret_cast<gpointer*>(&window_));
     stack_ = GTK_WIDGET(g_object_ref_sink(gtk_overlay_new()));
     GtkWidget* backdrop = gtk_drawing_area_new();
     gtk_container_add(GTK_CONTAINER(stack_), backdrop);
@@ -111,16 +63,86 @@ GtkPresenter::GtkPresenter(GtkWindow* window, std::shared_ptr<ViewController> ro
     timer_ = g_timeout_add(16, &GtkPresenter::onFrame, this);
 }
 
+GtkPresenter::GtkPresenter(GtkWindow* window)
+    : window_(window),
+      root_(std::make_shared<ViewController>()),
+      hostMode_(true),
+      alive_(std::make_shared<bool>(true)) {
+    g_object_add_weak_pointer(G_OBJECT(window_), reinterpret_cast<gpointer*>(&window_));
+    if (gtk_bin_get_child(GTK_BIN(window_)) != nullptr) coverHostContent();
+    // While a screen is up, keys go to it alone: not to the host's widgets under it, nor to
+    // their mnemonics and accelerators.
+    keyHandlers_[0] = g_signal_connect(window_, "key-press-event", G_CALLBACK(onKey), this);
+    keyHandlers_[1] = g_signal_connect(window_, "key-release-event", G_CALLBACK(onKey), this);
+    sync();
+    timer_ = g_timeout_add(16, &GtkPresenter::onFrame, this);
+}
+
 GtkPresenter::~GtkPresenter() {
     *alive_ = false;
     if (timer_ != 0) g_source_remove(timer_);
     while (!screens_.empty()) dropScreen(screens_.size() - 1);
-    gtk_widget_destroy(stack_);
-    g_object_unref(stack_);
+    if (focusBefore_ != nullptr) {
+        g_object_remove_weak_pointer(G_OBJECT(focusBefore_),
+                                     reinterpret_cast<gpointer*>(&focusBefore_));
+    }
+    if (window_ != nullptr) {
+        for (gulong id : keyHandlers_) {
+            if (id != 0) g_signal_handler_disconnect(window_, id);
+        }
+    }
+    if (stack_ != nullptr) {
+        // The host's content goes back into its window as it was; only our wrapper goes.
+        if (hostMode_) {
+            if (GtkWidget* content = gtk_bin_get_child(GTK_BIN(stack_))) {
+                g_object_ref(content);
+                gtk_container_remove(GTK_CONTAINER(stack_), content);
+                if (window_ != nullptr && gtk_widget_get_parent(stack_) == GTK_WIDGET(window_)) {
+                    gtk_container_remove(GTK_CONTAINER(window_), stack_);
+                    gtk_container_add(GTK_CONTAINER(window_), content);
+                }
+                g_object_unref(content);
+            }
+        }
+        gtk_widget_destroy(stack_);
+        g_object_unref(stack_);
+    }
+    if (window_ != nullptr) {
+        g_object_remove_weak_pointer(G_OBJECT(window_), reinterpret_cast<gpointer*>(&window_));
+    }
+}
+
+void GtkPresenter::coverHostContent() {
+    if (window_ == nullptr) return;
+    // Once only: should the host later take our overlay out of its window, screens keep going
+    // there (and show nowhere) rather than move the host's content again.
+    if (stack_ != nullptr) return;
+    GtkWidget* content = gtk_bin_get_child(GTK_BIN(window_));
+    stack_ = GTK_WIDGET(g_object_ref_sink(gtk_overlay_new()));
+    if (content != nullptr) {
+        // The one move the host's content makes: into the overlay, before any screen is up.
+        // Its visibility, sensitivity and focus-ability stay its own.
+        // Taking it out of the window takes its focus away: the focus comes back with it.
+        GtkWidget* focus = gtk_window_get_focus(window_);
+        if (focus != nullptr) g_object_ref(focus);
+        g_object_ref(content);
+        gtk_container_remove(GTK_CONTAINER(window_), content);
+        gtk_container_add(GTK_CONTAINER(stack_), content);
+        g_object_unref(content);
+        gtk_container_add(GTK_CONTAINER(window_), stack_);
+        gtk_widget_show(stack_);
+        if (focus != nullptr) {
+            if (gtk_widget_get_toplevel(focus) == GTK_WIDGET(window_)) refocus(focus);
+            g_object_unref(focus);
+        }
+        return;
+    }
+    gtk_container_add(GTK_CONTAINER(window_), stack_);
+    gtk_widget_show(stack_);
 }
 
 gboolean GtkPresenter::onFrame(gpointer self) {
-    static_cast<GtkPresenter*>(self)->sync();
+    static_cast<GtkPresenter*>(self)->follow();
     return G_SOURCE_CONTINUE;
 }
 
@@ -130,132 +152,118 @@ std::shared_ptr<ViewController> GtkPresenter::topViewController() const {
     return top;
 }
 
-void GtkPresenter::sync() {
+std::shared_ptr<ViewController> GtkPresenter::hostController() const {
+    return hostMode_ ? root_ : nullptr;
+}
+
+void GtkPresenter::contentSize(int& width, int& height) const {
+    width = stack_ != nullptr ? gtk_widget_get_allocated_width(stack_) : 0;
+    height = stack_ != nullptr ? gtk_widget_get_allocated_height(stack_) : 0;
+    if ((width <= 1 || height <= 1) && window_ != nullptr) {
+        gtk_window_get_size(window_, &width, &height);
+    }
+}
+
+void GtkPresenter::follow() {
     std::vector<std::shared_ptr<ViewController>> chain;
     for (auto c = root_; c; c = c->presentedViewController()) chain.push_back(c);
     if (auto pending = pending_.lock();
         pending && std::find(chain.begin(), chain.end(), pending) == chain.end()) {
         chain.push_back(pending);
     }
+    // The host's own content stands for its controller: that one gets no screen.
+    if (hostMode_) chain.erase(chain.begin());
     std::size_t keep = 0;
     while (keep < screens_.size() && keep < chain.size() &&
            screens_[keep]->controller == chain[keep]) {
         ++keep;
     }
+    const bool wasCovered = !screens_.empty();
     while (screens_.size() > keep) dropScreen(screens_.size() - 1);
-    for (std::size_t i = keep; i < chain.size(); ++i) screenFor(chain[i]);
+    if (hostMode_ && chain.size() > keep) coverHostContent();
+    int width = 0, height = 0;
+    contentSize(width, height);
+    for (std::size_t i = keep; i < chain.size(); ++i) addScreen(chain[i], width, height);
 
-    int width = gtk_widget_get_allocated_width(stack_);
-    int height = gtk_widget_get_allocated_height(stack_);
-    if (width <= 1 || height <= 1) gtk_window_get_size(window_, &width, &height);
-    for (auto& screen : screens_) syncScreen(*screen, width, height);
+    if (hostMode_) {
+        const Rect bounds{0, 0, static_cast<double>(width), static_cast<double>(height)};
+        root_->view()->setFrame(bounds);
+        if (Platform::current().presenter.get() == this) {
+            Platform::current().mainScreenBounds = bounds;
+        }
+        if (!wasCovered && !screens_.empty()) takeFocus();
+        if (wasCovered && screens_.empty()) giveFocusBack();
+    }
 }
 
-GtkPresenter::Screen& GtkPresenter::screenFor(const std::shared_ptr<ViewController>& controller) {
+void GtkPresenter::sync() {
+    follow();
+    int width = 0, height = 0;
+    contentSize(width, height);
+    for (auto& screen : screens_) ViewWidget::sync(screen->widget, width, height);
+}
+
+void GtkPresenter::addScreen(const std::shared_ptr<ViewController>& controller, int width,
+                             int height) {
     auto screen = std::make_unique<Screen>();
-    screen->presenter = this;
     screen->controller = controller;
-    screen->layer = gtk_overlay_new();
-    screen->under = gtk_drawing_area_new();
-    screen->fixed = gtk_fixed_new();
-    screen->over = gtk_drawing_area_new();
-    gtk_widget_add_events(screen->under, GDK_BUTTON_PRESS_MASK | GDK_BUTTON_RELEASE_MASK);
-    g_signal_connect(screen->under, "draw", G_CALLBACK(&GtkPresenter::onDraw), screen.get());
-    g_signal_connect(screen->over, "draw", G_CALLBACK(&GtkPresenter::onDraw), screen.get());
-    g_signal_connect(screen->under, "button-release-event", G_CALLBACK(&GtkPresenter::onRelease),
-                     this);
-    gtk_container_add(GTK_CONTAINER(screen->layer), screen->under);
-    gtk_overlay_add_overlay(GTK_OVERLAY(screen->layer), screen->fixed);
-    gtk_overlay_add_overlay(GTK_OVERLAY(screen->layer), screen->over);
-    gtk_overlay_set_overlay_pass_through(GTK_OVERLAY(screen->layer), screen->fixed, TRUE);
-    gtk_overlay_set_overlay_pass_through(GTK_OVERLAY(screen->layer), screen->over, TRUE);
     // Held, so that a window destroyed before the presenter leaves valid widgets to let go of.
-    g_object_ref(screen->layer);
-    gtk_overlay_add_overlay(GTK_OVERLAY(stack_), screen->layer);
-    gtk_widget_show_all(screen->layer);
+    screen->widget =
+        GTK_WIDGET(g_object_ref_sink(ViewWidget::create(controller->view(), width, height)));
+    gtk_widget_set_can_focus(screen->widget, TRUE);
+    gtk_overlay_add_overlay(GTK_OVERLAY(stack_), screen->widget);
     screens_.push_back(std::move(screen));
-    return *screens_.back();
 }
 
 void GtkPresenter::dropScreen(std::size_t index) {
     Screen& screen = *screens_[index];
-    // The web views belong to their owners, not to the screen: take them out before it goes.
-    for (auto& placed : screen.placed) {
-        if (!placed.webView.expired() && gtk_widget_get_parent(placed.widget) == screen.fixed) {
-            gtk_container_remove(GTK_CONTAINER(screen.fixed), placed.widget);
-        }
-    }
-    gtk_widget_destroy(screen.layer);
-    g_object_unref(screen.layer);
+    gtk_widget_destroy(screen.widget);
+    g_object_unref(screen.widget);
     screens_.erase(screens_.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
-void GtkPresenter::syncScreen(Screen& screen, int width, int height) {
-    auto root = screen.controller->view();
-    layoutViewTree(*root, {0, 0, static_cast<double>(width), static_cast<double>(height)});
-
-    std::vector<HostedWebView> hosted;
-    collectWebViews(*root, true, hosted);
-    std::vector<Screen::Placed> placed;
-    for (const auto& h : hosted) {
-        auto* gtkView = dynamic_cast<GtkWebView*>(h.webView.get());
-        if (gtkView == nullptr) continue;
-        GtkWidget* widget = GTK_WIDGET(gtkView->widget());
-        if (GtkWidget* parent = gtk_widget_get_parent(widget); parent != screen.fixed) {
-            g_object_ref(widget);
-            if (parent != nullptr) gtk_container_remove(GTK_CONTAINER(parent), widget);
-            gtk_fixed_put(GTK_FIXED(screen.fixed), widget, static_cast<int>(h.frame.x),
-                          static_cast<int>(h.frame.y));
-            g_object_unref(widget);
-        } else {
-            gtk_fixed_move(GTK_FIXED(screen.fixed), widget, static_cast<int>(h.frame.x),
-                           static_cast<int>(h.frame.y));
-        }
-        gtk_widget_set_size_request(widget, std::max(1, static_cast<int>(h.frame.width)),
-                                    std::max(1, static_cast<int>(h.frame.height)));
-        gtk_widget_set_visible(widget, h.visible);
-        placed.push_back({h.webView, widget});
+void GtkPresenter::takeFocus() {
+    if (window_ == nullptr || screens_.empty()) return;
+    if (focusBefore_ != nullptr) {
+        g_object_remove_weak_pointer(G_OBJECT(focusBefore_),
+                                     reinterpret_cast<gpointer*>(&focusBefore_));
     }
-    // Web views no longer in the tree leave the screen (their owners still hold them).
-    for (auto& old : screen.placed) {
-        const bool still = std::any_of(placed.begin(), placed.end(),
-                                       [&](const auto& p) { return p.widget == old.widget; });
-        if (!still && !old.webView.expired() && gtk_widget_get_parent(old.widget) == screen.fixed) {
-            gtk_container_remove(GTK_CONTAINER(screen.fixed), old.widget);
-        }
+    focusBefore_ = gtk_window_get_focus(window_);
+    if (focusBefore_ != nullptr) {
+        g_object_add_weak_pointer(G_OBJECT(focusBefore_),
+                                  reinterpret_cast<gpointer*>(&focusBefore_));
     }
-    screen.placed = std::move(placed);
+    gtk_widget_grab_focus(screens_.back()->widget);
+}
 
-    std::uint64_t print = 14695981039346656037ULL;
-    fingerprint(*root, print);
-    if (print != screen.drawn || isAnimating(*root)) {
-        screen.drawn = print;
-        gtk_widget_queue_draw(screen.under);
-        gtk_widget_queue_draw(screen.over);
+void GtkPresenter::giveFocusBack() {
+    if (focusBefore_ == nullptr) return;
+    GtkWidget* before = focusBefore_;
+    g_object_remove_weak_pointer(G_OBJECT(focusBefore_),
+                                 reinterpret_cast<gpointer*>(&focusBefore_));
+    focusBefore_ = nullptr;
+    if (window_ != nullptr && gtk_widget_get_toplevel(before) == GTK_WIDGET(window_) &&
+        gtk_widget_get_can_focus(before)) {
+        refocus(before);
     }
 }
 
-gboolean GtkPresenter::onDraw(GtkWidget* area, cairo_t* cr, gpointer data) {
-    auto* screen = static_cast<Screen*>(data);
-    const bool under = area == screen->under;
-    const double seconds = nowSeconds() - screen->presenter->startSeconds_;
-    paintViewTree(cr, *screen->controller->view(), seconds,
-                  under ? PaintLayer::UnderWebView : PaintLayer::OverWebView);
-    return FALSE;
-}
-
-gboolean GtkPresenter::onRelease(GtkWidget* area, GdkEventButton* event, gpointer self) {
+gboolean GtkPresenter::onKey(GtkWidget*, GdkEventKey* event, gpointer self) {
     auto* presenter = static_cast<GtkPresenter*>(self);
-    if (presenter->screens_.empty() || presenter->screens_.back()->under != area) return FALSE;
-    return presenter->tap(event->x, event->y) ? TRUE : FALSE;
+    if (presenter->screens_.empty()) return FALSE;
+    GtkWidget* top = presenter->screens_.back()->widget;
+    GtkWidget* focus = gtk_window_get_focus(presenter->window_);
+    if (focus == nullptr || (focus != top && !gtk_widget_is_ancestor(focus, top))) {
+        gtk_widget_grab_focus(top);
+    }
+    gtk_window_propagate_key_event(presenter->window_, event);
+    return TRUE;
 }
 
 bool GtkPresenter::tap(double x, double y) {
     sync();
     if (screens_.empty()) return false;
-    // Hold the controller: the tap may dismiss it.
-    auto controller = screens_.back()->controller;
-    return performTap(controller->view(), x, y);
+    return ViewWidget::tap(screens_.back()->widget, x, y);
 }
 
 struct GtkPresenter::Transition {
@@ -306,7 +314,7 @@ void GtkPresenter::present(std::shared_ptr<ViewController> presenting,
     }
     pending_ = presented;
     sync();
-    GtkWidget* layer = screens_.back()->layer;
+    GtkWidget* layer = screens_.back()->widget;
     if (animated) {
         gtk_widget_set_opacity(layer, 0);
         fade({layer}, true, std::move(finish));
@@ -324,9 +332,10 @@ void GtkPresenter::dismiss(std::shared_ptr<ViewController> presenting, bool anim
         if (done && completion) completion();
     };
     std::vector<GtkWidget*> leaving;
-    bool above = false;
+    // The host's own content has no screen: what it presented is every screen.
+    bool above = hostMode_ && presenting == root_;
     for (auto& screen : screens_) {
-        if (above) leaving.push_back(screen->layer);
+        if (above) leaving.push_back(screen->widget);
         if (screen->controller == presenting) above = true;
     }
     if (animated && !leaving.empty()) {
@@ -336,86 +345,27 @@ void GtkPresenter::dismiss(std::shared_ptr<ViewController> presenting, bool anim
     runSoon(std::move(finish));
 }
 
-namespace {
-
-/// A picture in the making: the tree under the pages, each page as the engine hands it back,
-/// then the tree over the pages.
-struct Shot {
-    std::string path;
-    std::function<void(bool)> done;
-    std::shared_ptr<View> root;
-    double seconds;
-    cairo_surface_t* surface;
-    cairo_t* cr;
-    std::vector<HostedWebView> pages;
-    std::size_t next = 0;
-};
-
-void continueShot(Shot* shot);
-
-void onPagePicture(GObject* source, GAsyncResult* result, gpointer data) {
-    auto* shot = static_cast<Shot*>(data);
-    GError* error = nullptr;
-    cairo_surface_t* picture =
-        webkit_web_view_get_snapshot_finish(WEBKIT_WEB_VIEW(source), result, &error);
-    const Rect f = shot->pages[shot->next++].frame;
-    if (picture != nullptr) {
-        cairo_save(shot->cr);
-        cairo_rectangle(shot->cr, f.x, f.y, f.width, f.height);
-        cairo_clip(shot->cr);
-        cairo_set_source_surface(shot->cr, picture, f.x, f.y);
-        cairo_paint(shot->cr);
-        cairo_restore(shot->cr);
-        cairo_surface_destroy(picture);
-    }
-    if (error != nullptr) g_error_free(error);
-    continueShot(shot);
-}
-
-void continueShot(Shot* shot) {
-    while (shot->next < shot->pages.size()) {
-        const auto& page = shot->pages[shot->next];
-        auto* gtkView = dynamic_cast<GtkWebView*>(page.webView.get());
-        if (gtkView != nullptr && page.visible) {
-            webkit_web_view_get_snapshot(gtkView->widget(), WEBKIT_SNAPSHOT_REGION_VISIBLE,
-                                         WEBKIT_SNAPSHOT_OPTIONS_NONE, nullptr, &onPagePicture,
-                                         shot);
-            return;
-        }
-        ++shot->next;
-    }
-    paintViewTree(shot->cr, *shot->root, shot->seconds, PaintLayer::OverWebView);
-    cairo_destroy(shot->cr);
-    const bool ok =
-        cairo_surface_write_to_png(shot->surface, shot->path.c_str()) == CAIRO_STATUS_SUCCESS;
-    cairo_surface_destroy(shot->surface);
-    if (shot->done) shot->done(ok);
-    delete shot;
-}
-
-}  // namespace
-
 void GtkPresenter::writeSnapshot(const std::string& path, std::function<void(bool)> done) {
     sync();
-    if (screens_.empty()) {
+    if (!screens_.empty()) {
+        ViewWidget::writeSnapshot(screens_.back()->widget, path, std::move(done));
+        return;
+    }
+    // No screen up: the host's own content as GTK draws it.
+    int width = 0, height = 0;
+    contentSize(width, height);
+    if (!hostMode_ || stack_ == nullptr || !gtk_widget_get_realized(stack_)) {
         if (done) done(false);
         return;
     }
-    auto root = screens_.back()->controller->view();
-    const Rect bounds = root->frame();
-    auto* shot = new Shot{
-        path,
-        std::move(done),
-        root,
-        nowSeconds() - startSeconds_,
-        cairo_image_surface_create(CAIRO_FORMAT_ARGB32, std::max(1, static_cast<int>(bounds.width)),
-                                   std::max(1, static_cast<int>(bounds.height))),
-        nullptr,
-        {}};
-    shot->cr = cairo_create(shot->surface);
-    paintViewTree(shot->cr, *root, shot->seconds, PaintLayer::UnderWebView);
-    collectWebViews(*root, true, shot->pages);
-    continueShot(shot);
+    cairo_surface_t* surface =
+        cairo_image_surface_create(CAIRO_FORMAT_ARGB32, std::max(1, width), std::max(1, height));
+    cairo_t* cr = cairo_create(surface);
+    gtk_widget_draw(stack_, cr);
+    cairo_destroy(cr);
+    const bool ok = cairo_surface_write_to_png(surface, path.c_str()) == CAIRO_STATUS_SUCCESS;
+    cairo_surface_destroy(surface);
+    if (done) done(ok);
 }
 
 }  // namespace tandri::gtk

@@ -67,6 +67,23 @@ GtkWebView::GtkWebView(GtkWebViewFactory& factory,
     webkit_settings_set_javascript_can_open_windows_automatically(
         webkit_web_view_get_settings(view_),
         configuration_->preferences.javaScriptCanOpenWindowsAutomatically);
+    attach();
+}
+
+GtkWebView::GtkWebView(GtkWebViewFactory& factory,
+                       std::shared_ptr<WebViewConfiguration> configuration,
+                       WebKitWebView* merchantView, Adopted)
+    : factory_(factory), configuration_(std::move(configuration)), adopted_(true) {
+    // A reference, not ownership: the merchant's view stays where the merchant put it, with its
+    // settings, and outlives the wrapper if the merchant holds it.
+    view_ = WEBKIT_WEB_VIEW(g_object_ref(merchantView));
+    configuration_->preferences.javaScriptCanOpenWindowsAutomatically =
+        webkit_settings_get_javascript_can_open_windows_automatically(
+            webkit_web_view_get_settings(view_)) != FALSE;
+    attach();
+}
+
+void GtkWebView::attach() {
     g_signal_connect(view_, "load-changed", G_CALLBACK(onLoadChanged), this);
     g_signal_connect(view_, "load-failed", G_CALLBACK(onLoadFailed), this);
     g_signal_connect(view_, "decide-policy", G_CALLBACK(onDecidePolicy), this);
@@ -74,7 +91,7 @@ GtkWebView::GtkWebView(GtkWebViewFactory& factory,
     g_signal_connect(view_, "close", G_CALLBACK(onClose), this);
     // Before the engine's own handlers, so a view with scrolling off never sees the gestures.
     g_signal_connect(view_, "event", G_CALLBACK(onInputEvent), this);
-    ScriptChannel::connect(view_, [this](WebKitWebView*, const ChannelPost& post) {
+    channel_ = ScriptChannel::connect(view_, [this](WebKitWebView*, const ChannelPost& post) {
         auto* controller = dynamic_cast<HandlerTableContentController*>(
             configuration_->userContentController.get());
         // A post that cannot say which top document it came from is not heard.
@@ -87,10 +104,14 @@ GtkWebView::GtkWebView(GtkWebViewFactory& factory,
 
 GtkWebView::~GtkWebView() {
     g_signal_handlers_disconnect_matched(view_, G_SIGNAL_MATCH_DATA, 0, 0, nullptr, nullptr, this);
-    g_signal_handlers_disconnect_matched(
-        view_, G_SIGNAL_MATCH_ID, g_signal_lookup("user-message-received", WEBKIT_TYPE_WEB_VIEW), 0,
-        nullptr, nullptr, nullptr);
-    gtk_widget_destroy(GTK_WIDGET(view_));
+    ScriptChannel::disconnect(view_, channel_);
+    if (!adopted_) {
+        g_signal_handlers_disconnect_matched(
+            view_, G_SIGNAL_MATCH_ID,
+            g_signal_lookup("user-message-received", WEBKIT_TYPE_WEB_VIEW), 0, nullptr, nullptr,
+            nullptr);
+        gtk_widget_destroy(GTK_WIDGET(view_));
+    }
     g_object_unref(view_);
 }
 
@@ -343,6 +364,18 @@ std::shared_ptr<WebViewConfiguration> GtkWebViewFactory::makeConfiguration() {
     auto configuration = std::make_shared<WebViewConfiguration>();
     configuration->userContentController = std::make_shared<HandlerTableContentController>();
     return configuration;
+}
+
+std::shared_ptr<GtkWebView> GtkWebViewFactory::adopt(WebKitWebView* merchantView) {
+    if (merchantView == nullptr) return nullptr;
+    // The frame-labelling module goes into the web processes the merchant's context starts from
+    // now on; a process already running for the view has none (see the header).
+    if (WebKitWebContext* context = webkit_web_view_get_context(merchantView);
+        context != context_) {
+        ScriptChannel::prepareContext(context, kChannel);
+    }
+    return std::make_shared<GtkWebView>(*this, makeConfiguration(), merchantView,
+                                        GtkWebView::Adopted{});
 }
 
 std::shared_ptr<WebView> GtkWebViewFactory::makeWebView(

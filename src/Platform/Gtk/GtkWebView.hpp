@@ -22,6 +22,10 @@ class GtkWebView : public WebView {
   public:
     GtkWebView(GtkWebViewFactory& factory, std::shared_ptr<WebViewConfiguration> configuration,
                WebKitWebView* related);
+    /// Wraps a view the merchant made (see GtkWebViewFactory::adopt).
+    struct Adopted {};
+    GtkWebView(GtkWebViewFactory& factory, std::shared_ptr<WebViewConfiguration> configuration,
+               WebKitWebView* merchantView, Adopted);
     ~GtkWebView() override;
 
     const std::shared_ptr<WebViewConfiguration>& configuration() const override {
@@ -43,6 +47,7 @@ class GtkWebView : public WebView {
     WebKitWebView* widget() const { return view_; }
 
   private:
+    void attach();
     NavigationHandle begin();
     static void onLoadChanged(WebKitWebView*, WebKitLoadEvent event, gpointer self);
     static gboolean onLoadFailed(WebKitWebView*, WebKitLoadEvent event, char* uri, GError* error,
@@ -56,6 +61,8 @@ class GtkWebView : public WebView {
     GtkWebViewFactory& factory_;
     std::shared_ptr<WebViewConfiguration> configuration_;
     WebKitWebView* view_ = nullptr;
+    bool adopted_ = false;  // the merchant's view: only referenced, never destroyed
+    gulong channel_ = 0;
     std::optional<std::string> customUserAgent_;
     NavigationHandle current_;
     bool committed_ = false;
@@ -75,6 +82,20 @@ class GtkWebViewFactory : public WebViewFactory {
     std::shared_ptr<WebView> makeWebView(
         std::shared_ptr<WebViewConfiguration> configuration) override;
     using WebViewFactory::makeWebView;
+
+    /// Wraps a view the merchant made itself, in the default context or one of its own, for the
+    /// hybrid plugin: a configuration of its own (whose content controller hears the view's
+    /// pages on the script channel, each post labelled with its frame), its new-window requests
+    /// going to the wrapper's UI delegate, windows made for them related to it. The wrapper holds
+    /// a reference to the view and nothing more: dropping it disconnects everything it
+    /// connected and leaves the view to the merchant.
+    ///
+    /// Limits: the frame-labelling module is given to the view's context, so adopt before the
+    /// view loads its first page (a web process already running for it has no channel; a later
+    /// load in a new process does). It replaces a web-extensions directory the merchant set on
+    /// that context. The factory's network settings and cookie store are not applied to the
+    /// merchant's context: its pages and the windows they open load through the merchant's own.
+    std::shared_ptr<GtkWebView> adopt(WebKitWebView* merchantView);
 
     WebKitWebContext* context() const { return context_; }
     const NetworkSettings& networkSettings() const { return settings_; }
