@@ -8,7 +8,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libsimdjson-dev liburiparser-dev nlohmann-json3-dev iso-codes libstb-dev
   libplist-dev libsqlite3-dev libsecret-1-dev gnome-keyring dbus libb64-dev
-  nodejs openssl curl
+  nodejs openssl curl file dpkg-dev
   libwebkit2gtk-4.1-dev libsoup-3.0-dev xvfb xauth
 )
 if [ -n "${TANDRI_EXTRA_PACKAGES:-}" ]; then

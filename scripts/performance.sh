@@ -44,12 +44,12 @@ cat "$out/demo-startup.txt"
 
 echo "== sizes (stripped of debug information)"
 : >"$out/sizes.txt"
-for lib in "$build/libtandri_core.a" "$gtk/libtandri_gtk.a" "$build/libtandri_linux.a" \
-  "$build/libtandri_sqlite.a" "$build/libtandri_linux_storage.a"; do
-  strip --strip-debug -o "$out/stripped.a" "$lib"
-  echo "$(basename "$lib") $(stat -c %s "$out/stripped.a")" >>"$out/sizes.txt"
+for lib in "$build/libtandri.so" "$gtk/libtandri-gtk.so" \
+  "$gtk/tandri-1/web-extensions/libtandri_webext.so"; do
+  strip --strip-debug -o "$out/stripped.so" "$lib"
+  echo "$(basename "$lib") $(stat -c %s "$out/stripped.so")" >>"$out/sizes.txt"
 done
-rm -f "$out/stripped.a"
+rm -f "$out/stripped.so"
 cat "$out/sizes.txt"
 
 echo "== memory of tandri-sim over long scenarios"

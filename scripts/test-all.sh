@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds everything from nothing and runs every test:
 #   1. a warnings-as-errors build, all tests through CTest (the real-engine
-#      tests under Xvfb when there is no display);
+#      tests under Xvfb when there is no display), then its installation and its Debian
+#      packages (installed into the system, built against and purged);
 #   2. an AddressSanitizer + UndefinedBehaviorSanitizer build, all tests again;
 #   3. a ThreadSanitizer build of the unit tests (answers that come from other threads);
 #   4. the libFuzzer targets (clang, with both sanitizers), each for a bounded time.
@@ -20,8 +21,12 @@ cmake -S . -B build/ci -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTANDRI_WERRO
 cmake --build build/ci -j "$JOBS"
 echo "== tests"
 ctest --test-dir build/ci --output-on-failure -j "$JOBS"
-echo "== the installed library: the integration examples against its CMake package and pkg-config"
+packaging_start=$SECONDS
+echo "== the installed library: a program built against its CMake package and pkg-config"
 bash scripts/test-install.sh build/ci
+echo "== the Debian packages: installed, built against, purged"
+bash scripts/test-debs.sh build/ci
+echo "== packaging took $((SECONDS - packaging_start)) s"
 
 echo "== Secret Service tests against a throw-away keyring"
 bash scripts/test-secret-service.sh build/ci/tandri_tests

@@ -1,22 +1,38 @@
 #!/usr/bin/env bash
-# Installs a build into a scratch prefix, then builds and runs the integration examples against
-# it twice: through the CMake package and through pkg-config.
+# Installs a build (configured with -DTANDRI_GTK=ON) into a scratch prefix, checks what it holds,
+# then builds and runs a program against it through the CMake package and through pkg-config.
 #   scripts/test-install.sh BUILD_DIR
 set -euo pipefail
 cd "$(dirname "$0")/.."
-build="$1"
-prefix="$(mktemp -d /tmp/tandri-prefix-XXXXXX)"
-trap 'rm -rf "$prefix" "$build/examples"' EXIT
+build="$(realpath "$1")"
+work="$(mktemp -d /tmp/tandri-install-XXXXXX)"
+trap 'rm -rf "$work"' EXIT
+prefix="$work/prefix"
 
 cmake --install "$build" --prefix "$prefix" >/dev/null
-cmake -S examples -B "$build/examples" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
-cmake --build "$build/examples" -j "${JOBS:-2}"
-for example in native_button manual_session hybrid_plugin; do
-  echo "-- $example"
-  "$build/examples/$example"
-done
 
-echo "-- pkg-config"
-PKG_CONFIG_PATH="$prefix/lib/pkgconfig" c++ examples/hybrid_plugin.cpp -o "$build/examples/pc" \
-  $(PKG_CONFIG_PATH="$prefix/lib/pkgconfig" pkg-config --cflags --libs --static tandri)
-"$build/examples/pc"
+fail() { echo "test-install: $*"; exit 1; }
+# Headers: include/tandri/*.hpp and nothing else.
+stray="$(find "$prefix/include" -mindepth 1 ! -path "$prefix/include/tandri" \
+  ! -regex "$prefix/include/tandri/[^/]*\.hpp")"
+[ -z "$stray" ] || fail "not a public header: $stray"
+# Nothing of the build tree's tests and tools, no loose images.
+stray="$(find "$prefix" -iname '*simulat*' -o -iname '*scenario*' -o -name 'tandri-sim' \
+  -o -name '*.png' -o -name 'generate_assets')"
+[ -z "$stray" ] || fail "installed for tests only: $stray"
+libdir="$(dirname "$(find "$prefix" -name 'libtandri.so.1' -o -name 'libtandri.a' | head -n 1)")"
+if [ -e "$libdir/libtandri.so.1" ]; then
+  for lib in libtandri libtandri-gtk; do
+    soname="$(readelf -d "$libdir/$lib.so" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')"
+    [ "$soname" = "$lib.so.1" ] || fail "$lib.so: SONAME '$soname'"
+    [ -f "$(readlink -f "$libdir/$lib.so")" ] && [[ "$(readlink -f "$libdir/$lib.so")" == *.so.1.* ]] ||
+      fail "$lib.so does not lead to a versioned file"
+    # An installed library never looks into the build tree.
+    ! readelf -d "$libdir/$lib.so.1" | grep -qF "$build" || fail "$lib.so.1 names the build tree"
+  done
+  readelf -d "$libdir/libtandri-gtk.so.1" | grep -q 'NEEDED.*\[libtandri.so.1\]' ||
+    fail "libtandri-gtk.so.1 does not need libtandri.so.1"
+fi
+[ -f "$libdir/tandri-1/web-extensions/libtandri_webext.so" ] || fail "no web-process module"
+
+bash scripts/check-consumer.sh "$work" "$prefix"

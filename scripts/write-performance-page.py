@@ -155,7 +155,8 @@ if demo:
 lines += [
     "## Size and memory",
     "",
-    "Static libraries with debug information stripped (`strip --strip-debug`):",
+    "Shared libraries (libtandri-gtk holds the library's images) and the web-process module, with",
+    "debug information stripped (`strip --strip-debug`):",
     "",
     "| library | bytes |",
     "|---|---|",

@@ -1,7 +1,8 @@
 #include "Platform/Gtk/ScriptChannel.hpp"
 
-#include <cstdlib>
 #include <memory>
+
+#include "Platform/Gtk/WebExtensionsDirectory.hpp"
 
 namespace tandri::gtk {
 
@@ -38,15 +39,8 @@ void deleteReceiver(gpointer data, GClosure*) {
 
 }  // namespace
 
-std::string ScriptChannel::extensionsDirectory() {
-    if (const char* dir = std::getenv("TANDRI_WEB_EXTENSIONS_DIR"); dir != nullptr && *dir) {
-        return dir;
-    }
-    return TANDRI_WEB_EXTENSIONS_DIR;
-}
-
 void ScriptChannel::prepareContext(WebKitWebContext* context, const std::string& channel) {
-    webkit_web_context_set_web_extensions_directory(context, extensionsDirectory().c_str());
+    webkit_web_context_set_web_extensions_directory(context, webExtensionsDirectory().c_str());
     webkit_web_context_set_web_extensions_initialization_user_data(
         context, g_variant_new_string(channel.c_str()));
 }

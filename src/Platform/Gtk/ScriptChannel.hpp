@@ -25,7 +25,7 @@ class ScriptChannel {
     using Receiver = std::function<void(WebKitWebView*, const ChannelPost&)>;
 
     // Must run before the first web view of the context exists. The web-process
-    // module is looked for in $TANDRI_WEB_EXTENSIONS_DIR, else where the build put it.
+    // module is looked for where webExtensionsDirectory() says.
     static void prepareContext(WebKitWebContext* context, const std::string& channel);
 
     // Delivers the channel's posts of one view until disconnect() or the view goes away.
@@ -38,8 +38,6 @@ class ScriptChannel {
     using Evaluated = std::function<void(bool ran, const std::string& json)>;
     static void evaluateInDocument(WebKitWebView* view, const std::string& document,
                                    const std::string& script, Evaluated evaluated);
-
-    static std::string extensionsDirectory();
 };
 
 }  // namespace tandri::gtk

@@ -80,26 +80,28 @@ std::string LinuxDevice::identifierForVendor() {
     return out;
 }
 
-std::optional<std::string> DirectoryBundle::libraryShortVersion() {
+std::optional<std::string> HostInfoBundle::libraryShortVersion() {
     return kSDKVersion;
 }
 
-std::optional<std::string> DirectoryBundle::hostShortVersion() {
+std::optional<std::string> HostInfoBundle::hostShortVersion() {
     const Value* version = hostInfo_.find("CFBundleShortVersionString");
     if (version == nullptr || !version->isString()) return std::nullopt;
     return version->asString();
 }
 
-std::optional<Value> DirectoryBundle::hostInfoValue(const std::string& key) {
+std::optional<Value> HostInfoBundle::hostInfoValue(const std::string& key) {
     const Value* value = hostInfo_.find(key);
     if (value == nullptr) return std::nullopt;
     return *value;
 }
 
+bool HostInfoBundle::isPlainResourceName(const std::string& name) {
+    return !name.empty() && name.front() != '.' && name.find('/') == std::string::npos;
+}
+
 std::optional<std::vector<std::uint8_t>> DirectoryBundle::resource(const std::string& name) {
-    if (name.empty() || name.front() == '.' || name.find('/') != std::string::npos) {
-        return std::nullopt;
-    }
+    if (!isPlainResourceName(name)) return std::nullopt;
     std::ifstream in(resourceDirectory_ + "/" + name, std::ios::binary);
     if (!in) return std::nullopt;
     std::ostringstream bytes;

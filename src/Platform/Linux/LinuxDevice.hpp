@@ -30,22 +30,35 @@ class LinuxDevice final : public Device {
     std::string machineIdPath_;
 };
 
-class DirectoryBundle final : public Bundle {
+/// The library's bundle on Linux without its resources: the library's version and the host's
+/// information record ("CFBundleShortVersionString", "NSFaceIDUsageDescription", …).
+class HostInfoBundle : public Bundle {
   public:
-    /// Resources are the files of `resourceDirectory`; `hostInfo` is the host's information
-    /// record ("CFBundleShortVersionString", "NSFaceIDUsageDescription", …).
-    DirectoryBundle(std::string resourceDirectory, Dictionary hostInfo)
-        : resourceDirectory_(std::move(resourceDirectory)), hostInfo_(std::move(hostInfo)) {}
+    explicit HostInfoBundle(Dictionary hostInfo) : hostInfo_(std::move(hostInfo)) {}
 
     std::optional<std::string> libraryShortVersion() override;
     std::optional<std::string> hostShortVersion() override;
     std::optional<Value> hostInfoValue(const std::string& key) override;
-    /// A name with a path separator or a leading dot finds nothing.
+
+  protected:
+    /// A resource's name is one plain file name: empty, a path separator or a leading dot
+    /// finds nothing.
+    static bool isPlainResourceName(const std::string& name);
+
+  private:
+    Dictionary hostInfo_;
+};
+
+class DirectoryBundle final : public HostInfoBundle {
+  public:
+    /// Resources are the files of `resourceDirectory`.
+    DirectoryBundle(std::string resourceDirectory, Dictionary hostInfo)
+        : HostInfoBundle(std::move(hostInfo)), resourceDirectory_(std::move(resourceDirectory)) {}
+
     std::optional<std::vector<std::uint8_t>> resource(const std::string& name) override;
 
   private:
     std::string resourceDirectory_;
-    Dictionary hostInfo_;
 };
 
 }  // namespace tandri::linux_platform

@@ -1,0 +1,61 @@
+#!/usr/bin/env bash
+# Builds the program in tests/install against an installed library, through its CMake package
+# (find_package(tandri 1.0 REQUIRED COMPONENTS gtk)) and through pkg-config (tandri-gtk), runs
+# both and checks what they print: the library's version, and that the installed libtandri-gtk
+# finds its web-process module beside itself.
+#   scripts/check-consumer.sh WORK_DIR [PREFIX]     (no PREFIX: the system's installation)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+work="$1"
+prefix="${2:-}"
+version="$(sed -n 's/^project([a-z_]* VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)"
+
+if [ -n "$prefix" ]; then
+  pcdir="$(dirname "$(find "$prefix" -name tandri-gtk.pc | head -n 1)")"
+  export PKG_CONFIG_PATH="$pcdir"
+fi
+libdir="$(realpath "$(pkg-config --variable=libdir tandri-gtk)")"
+
+check() {  # PROGRAM
+  local out
+  out="$("$1")"
+  local expected
+  expected="$(printf '%s\n%s' "$version" "$libdir/tandri-1/web-extensions")"
+  local printedVersion printedDir
+  printedVersion="$(sed -n 1p <<<"$out")"
+  printedDir="$(sed -n 2p <<<"$out")"
+  # The loader may name the library by a link (/lib for /usr/lib): compare where both lead.
+  if [ "$printedVersion" != "$version" ] || [ "$(realpath -m "$printedDir")" != "$libdir/tandri-1/web-extensions" ]; then
+    echo "$1 printed:"; echo "$out"; echo "expected:"; echo "$expected"
+    exit 1
+  fi
+  [ -f "$(realpath -m "$printedDir")/libtandri_webext.so" ] || {
+    echo "no web-process module in $printedDir"
+    exit 1
+  }
+}
+
+echo "-- CMake package"
+cmake -S tests/install -B "$work/cmake" -G Ninja ${prefix:+-DCMAKE_PREFIX_PATH="$prefix"} >/dev/null
+cmake --build "$work/cmake" >/dev/null
+check "$work/cmake/consumer"
+
+echo "-- pkg-config"
+rpath=()
+[ -n "$prefix" ] && rpath=(-Wl,-rpath,"$libdir")
+# shellcheck disable=SC2046
+c++ tests/install/main.cpp -o "$work/pc-consumer" $(pkg-config --cflags --libs tandri-gtk) "${rpath[@]}"
+check "$work/pc-consumer"
+
+# TODO(examples/gtk-shop): once the merchant example lands, build it here too, both ways:
+#   cmake -S examples/gtk-shop -B "$work/gtk-shop" ${prefix:+-DCMAKE_PREFIX_PATH="$prefix"}
+#   c++ examples/gtk-shop/main.cpp $(pkg-config --cflags --libs tandri-gtk)
+if [ -f examples/gtk-shop/CMakeLists.txt ]; then
+  echo "-- examples/gtk-shop"
+  cmake -S examples/gtk-shop -B "$work/gtk-shop" -G Ninja ${prefix:+-DCMAKE_PREFIX_PATH="$prefix"} >/dev/null
+  cmake --build "$work/gtk-shop" >/dev/null
+  # shellcheck disable=SC2046
+  c++ examples/gtk-shop/main.cpp -o "$work/gtk-shop-pc" $(pkg-config --cflags --libs tandri-gtk) \
+    "${rpath[@]}"
+fi
+echo "-- the installed library: version $version, web-process module in $libdir/tandri-1/web-extensions"

@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# Builds the Debian packages of a build (configured with -DTANDRI_GTK=ON) with CPack, installs
+# them into the system, builds and runs a program against that installation (no prefix), then
+# purges them and checks that the system is as it was before: no file of theirs left.
+# Needs root (or sudo); refuses to run while libtandri1 or libtandri-dev is installed already.
+#   scripts/test-debs.sh BUILD_DIR
+set -euo pipefail
+cd "$(dirname "$0")/.."
+build="$(realpath "$1")"
+SUDO=""
+[ "$(id -u)" -eq 0 ] || SUDO="sudo"
+packages=(libtandri1 libtandri-dev)
+for p in "${packages[@]}"; do
+  if dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "installed"; then
+    echo "test-debs: $p is installed already; not touching it"
+    exit 1
+  fi
+done
+
+work="$(mktemp -d /tmp/tandri-debs-XXXXXX)"
+installed=0
+cleanup() {
+  [ "$installed" -eq 0 ] || $SUDO apt-get purge -y -qq -o DPkg::Lock::Timeout=600 "${packages[@]}" >/dev/null 2>&1 || true
+  rm -rf "$work"
+}
+trap cleanup EXIT
+
+(cd "$build" && cpack -G DEB -B "$work/debs" >/dev/null)
+rm -rf "$work/debs/_CPack_Packages"
+ls -l "$work/debs"/*.deb
+
+# Every path the packages hold, and which of them the system has before they come.
+for deb in "$work/debs"/*.deb; do
+  dpkg-deb --fsys-tarfile "$deb" | tar -t | sed -e 's|^\./|/|' -e 's|/$||' | grep -v '^\.\?$'
+done | sort -u >"$work/files.txt"
+present() {
+  while read -r f; do
+    if [ -e "$f" ] || [ -L "$f" ]; then echo "$f"; fi
+  done <"$work/files.txt"
+}
+present >"$work/present-before.txt"
+# And everything where they install, to see that nothing else is left either.
+places=(/usr/include /usr/lib /usr/share/doc)
+snapshot() { { find "${places[@]}" -xdev 2>/dev/null || true; } | sort; }
+snapshot >"$work/before.txt"
+
+installed=1
+(cd "$work/debs" && DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq -o DPkg::Lock::Timeout=600 \
+  ./libtandri1_*.deb ./libtandri-dev_*.deb >/dev/null)
+dpkg -L "${packages[@]}" | sort -u | grep -q '/tandri-1/web-extensions/libtandri_webext\.so$'
+
+bash scripts/check-consumer.sh "$work"
+
+DEBIAN_FRONTEND=noninteractive $SUDO apt-get purge -y -qq -o DPkg::Lock::Timeout=600 "${packages[@]}" >/dev/null
+installed=0
+present >"$work/present-after.txt"
+snapshot >"$work/after.txt"
+if ! diff -u "$work/present-before.txt" "$work/present-after.txt" ||
+  ! diff -u "$work/before.txt" "$work/after.txt"; then
+  echo "test-debs: files left after purging (above)"
+  exit 1
+fi
+echo "-- the packages installed, served a program and went away without a trace"
