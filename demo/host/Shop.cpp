@@ -104,8 +104,10 @@ Shop::Shop(Settings settings) {
                         closure();
                     };
                 } else {
+                    // Kept until the next checkout: it is what keeps this session alive.
                     *started = false;
-                    closure();
+                    goOn_ = std::move(closure);
+                    goOn_();
                 }
             },
             done);

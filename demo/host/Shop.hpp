@@ -59,6 +59,7 @@ class Shop {
     std::shared_ptr<tandri::gtk::Installation> checkout_;
     std::unique_ptr<tandri::gtk::CheckoutButton> button_;
     std::function<void()> startCheckout_;
+    std::function<void()> goOn_;
 };
 
 }  // namespace shop

@@ -38,7 +38,6 @@
 #include "Core/Views/ViewController.hpp"
 #include "Platform/Gtk/GtkPresenter.hpp"
 #include "Platform/Gtk/GtkWebView.hpp"
-#include "Platform/Gtk/ViewPainter.hpp"
 #include "Platform/Gtk/ViewWidget.hpp"
 #include "Platform/Linux/PersistentStorage.hpp"
 #include "Public/Native/TandriCheckoutButton.hpp"
@@ -251,7 +250,7 @@ int main(int argc, char** argv) {
     int shot = 0;
     std::string lastScreen;
     auto settledSince = std::chrono::steady_clock::now();
-    bool tapped = false;
+    auto lastTap = std::chrono::steady_clock::now() - std::chrono::seconds(10);
     bool finalShot = false;
     auto start = std::chrono::steady_clock::now();
     auto elapsed = [](std::chrono::steady_clock::time_point since) {
@@ -453,15 +452,17 @@ int main(int argc, char** argv) {
                     if (line.rfind("Payment failed", 0) == 0) report("payment.error", summary);
                 }));
         }
+        // A tap at the middle of what the person pays with, again every two seconds while the
+        // cart stays (a tap before the button can start a checkout does nothing, as for a person).
         if (!options.hybrid && !options.autoMode.empty() && options.autoMode != "cached-button" &&
-            !tapped && screen == "cart" && settled && !writing) {
-            // A tap at the middle of what the person pays with.
+            !done && screen == "cart" && settled && !writing && elapsed(lastTap) > 2.0) {
+            lastTap = std::chrono::steady_clock::now();
             if (options.manual) {
                 gtk_button_clicked(GTK_BUTTON(store.payControl()));
-                tapped = true;
-            } else if (button && button->isReady) {
-                const Rect b = button->bounds();
-                tapped = gtk::performTap(button, b.width / 2, b.height / 2);
+            } else {
+                GtkWidget* pay = store.payControl();
+                gtk::ViewWidget::tap(pay, gtk_widget_get_allocated_width(pay) / 2.0,
+                                     gtk_widget_get_allocated_height(pay) / 2.0);
             }
         }
         if (closed) break;

@@ -53,6 +53,8 @@ struct Options {
     /// The application's maker, as the checkout sees it: applications of one vendor share one
     /// device identifier. Default: the application's name (g_get_application_name()).
     std::string vendor;
+    /// The application's version, as the checkout sees it ("2.4.1"); default: none.
+    std::string applicationVersion;
     /// Where the store, the checkout pages' cookies and local storage, and the saved button page
     /// are kept. Default: $XDG_DATA_HOME/<applicationId> (~/.local/share/<applicationId>).
     /// Removing it forgets everything the checkout kept (keyring items apart).

@@ -121,7 +121,10 @@ std::shared_ptr<Installation> install(GtkWindow* window, Options options) {
     if (impl->keyring) logInProduction("keychain items are kept in the desktop keyring");
     ports.files = std::make_shared<linux_platform::PosixFiles>(impl->dataDirectory);
     ports.imageCodec = std::make_shared<linux_platform::StbImageCodec>();
-    ports.bundle = std::make_shared<ResourceBundle>();
+    Dictionary hostInfo;
+    if (!options.applicationVersion.empty())
+        hostInfo.set("CFBundleShortVersionString", Value(options.applicationVersion));
+    ports.bundle = std::make_shared<ResourceBundle>(std::move(hostInfo));
     const char* name = g_get_application_name();
     ports.device = std::make_shared<linux_platform::LinuxDevice>(
         !options.vendor.empty() ? options.vendor : name ? name : options.applicationId);
