@@ -176,10 +176,10 @@ int main(int argc, char** argv) {
     settings.merchantPageUrl = "https://" + sandbox.merchantHost + "/merchant";
     // A keyring only where the run asks for one: a desktop session without one would make the
     // first start wait for the keyring's activation to time out.
-    settings.keychain = linux_storage::backendFromEnvironment() ==
-                                linux_storage::KeychainBackend::SecretService
-                            ? tandri::gtk::KeychainStore::SecretService
-                            : tandri::gtk::KeychainStore::ApplicationStore;
+    settings.keychain =
+        linux_storage::backendFromEnvironment() == linux_storage::KeychainBackend::SecretService
+            ? tandri::gtk::KeychainStore::SecretService
+            : tandri::gtk::KeychainStore::ApplicationStore;
     shop::Shop store(settings);
     if (!store.ready()) {
         std::fprintf(stderr, "tandri-demo: the checkout could not be set up\n");
@@ -220,9 +220,8 @@ int main(int argc, char** argv) {
         if (options.manual) summary.set("flow", Value("manual"));
         if (!options.manual) {
             auto brand = result.paymentType();
-            const Value* brandName = brand && brand->isDictionary()
-                                         ? brand->asDictionary().find("cardBrand")
-                                         : nullptr;
+            const Value* brandName =
+                brand && brand->isDictionary() ? brand->asDictionary().find("cardBrand") : nullptr;
             summary.set("cardBrand", brandName ? *brandName : Value());
         }
         summary.set("last4", result.lastFourDigits().value_or(Value()));
@@ -325,9 +324,9 @@ int main(int argc, char** argv) {
             auto* liveGtk = button->bridge
                                 ? dynamic_cast<gtk::GtkWebView*>(button->bridge->webView.get())
                                 : nullptr;
-            const bool savedShown =
-                savedGtk && shownInside(savedGtk->widget(), store.payControl()) &&
-                SDKSettings::cachedWebviewHost()->superview() != nullptr;
+            const bool savedShown = savedGtk &&
+                                    shownInside(savedGtk->widget(), store.payControl()) &&
+                                    SDKSettings::cachedWebviewHost()->superview() != nullptr;
             const bool liveShown = liveGtk && button->liveWebViewHost &&
                                    !button->liveWebViewHost->isHidden() &&
                                    button->liveWebViewHost->superview() != nullptr &&
@@ -336,7 +335,8 @@ int main(int argc, char** argv) {
             // What a person sees: the colour the saved page paints at its left, halfway down
             // (clear of the label); the shop's own background shows where it paints nothing.
             auto finish = [&, savedShown, liveShown](const std::string& text) {
-                auto look = [&, savedShown, liveShown, text](std::optional<std::array<int, 3>> middle) {
+                auto look = [&, savedShown, liveShown,
+                             text](std::optional<std::array<int, 3>> middle) {
                     char hex[8] = "";
                     if (middle)
                         std::snprintf(hex, sizeof hex, "#%02x%02x%02x", (*middle)[0], (*middle)[1],
@@ -364,10 +364,12 @@ int main(int argc, char** argv) {
                 };
                 if (!savedGtk) return look(std::nullopt);
                 webkit_web_view_get_snapshot(
-                    savedGtk->widget(), WEBKIT_SNAPSHOT_REGION_VISIBLE, WEBKIT_SNAPSHOT_OPTIONS_NONE,
-                    nullptr,
+                    savedGtk->widget(), WEBKIT_SNAPSHOT_REGION_VISIBLE,
+                    WEBKIT_SNAPSHOT_OPTIONS_NONE, nullptr,
                     +[](GObject* source, GAsyncResult* result, gpointer data) {
-                        auto* then = static_cast<std::function<void(std::optional<std::array<int, 3>>)>*>(data);
+                        auto* then =
+                            static_cast<std::function<void(std::optional<std::array<int, 3>>)>*>(
+                                data);
                         cairo_surface_t* surface = webkit_web_view_get_snapshot_finish(
                             WEBKIT_WEB_VIEW(source), result, nullptr);
                         std::optional<std::array<int, 3>> middle;
@@ -377,8 +379,9 @@ int main(int argc, char** argv) {
                             const int h = cairo_image_surface_get_height(surface);
                             const int x = 12, y = h / 2;
                             if (w > x && h > 0) {
-                                const unsigned char* row = cairo_image_surface_get_data(surface) +
-                                                           y * cairo_image_surface_get_stride(surface);
+                                const unsigned char* row =
+                                    cairo_image_surface_get_data(surface) +
+                                    y * cairo_image_surface_get_stride(surface);
                                 const unsigned char* px = row + x * 4;  // BGRA, premultiplied
                                 middle = std::array<int, 3>{px[2], px[1], px[0]};
                             }
@@ -424,8 +427,8 @@ int main(int argc, char** argv) {
             reading = true;
             lastRead = std::chrono::steady_clock::now();
             webkit_web_view_evaluate_javascript(
-                store.merchantPage(), "document.getElementById('status').textContent", -1,
-                nullptr, nullptr, nullptr,
+                store.merchantPage(), "document.getElementById('status').textContent", -1, nullptr,
+                nullptr, nullptr,
                 +[](GObject* source, GAsyncResult* result, gpointer data) {
                     auto* then = static_cast<std::function<void(std::string)>*>(data);
                     std::string line;

@@ -72,16 +72,17 @@ int main(int argc, char** argv) {
     tandri::gtk::CheckoutButton button;
     g_object_set(button.widget(), "margin", 20, nullptr);
     gtk_box_pack_end(GTK_BOX(content), button.widget(), FALSE, FALSE, 0);
-    button.onCheckout(*checkout, profile, purchase, [status](const tandri::TandriCheckoutResult& r) {
-        const auto last4 = r.lastFourDigits();
-        const std::string text =
-            r.statusName() == "payment.success" && last4 && last4->isString()
-                ? "Paid with the card ending in " + last4->asString()
-                : "Checkout ended: " + r.statusName();
-        gtk_label_set_text(GTK_LABEL(status), text.c_str());
-        std::printf("%s\n", r.statusName().c_str());
-        std::fflush(stdout);
-    });
+    button.onCheckout(*checkout, profile, purchase,
+                      [status](const tandri::TandriCheckoutResult& r) {
+                          const auto last4 = r.lastFourDigits();
+                          const std::string text =
+                              r.statusName() == "payment.success" && last4 && last4->isString()
+                                  ? "Paid with the card ending in " + last4->asString()
+                                  : "Checkout ended: " + r.statusName();
+                          gtk_label_set_text(GTK_LABEL(status), text.c_str());
+                          std::printf("%s\n", r.statusName().c_str());
+                          std::fflush(stdout);
+                      });
 
     gtk_widget_show_all(window);
     gtk_main();

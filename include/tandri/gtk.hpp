@@ -5,7 +5,7 @@
 // hybrid plugin on the application's own web view. Everything runs on the GTK main loop: call
 // from it, and every callback comes on it.
 //
-//   auto checkout = tandri::gtk::install(window, {.applicationId = "com.example.shop"});
+//   auto checkout = tandri::gtk::install(window, "com.example.shop");
 //   tandri::gtk::CheckoutButton button;
 //   gtk_box_pack_end(GTK_BOX(box), button.widget(), FALSE, FALSE, 0);
 //   button.onCheckout(*checkout, profile, purchase, [](const tandri::TandriCheckoutResult& r) {
@@ -100,6 +100,8 @@ class Installation {
 /// checkout ends. One installation per process. None, with the reason in the system log, when the
 /// options are unusable or the store cannot be opened.
 std::shared_ptr<Installation> install(GtkWindow* window, Options options);
+/// The same with every option at its default but the application id.
+std::shared_ptr<Installation> install(GtkWindow* window, std::string applicationId);
 
 /// The checkout button: a widget the host packs anywhere in its own widget tree. It shows the
 /// button page (or the copy saved by an earlier run while the live page loads) in whatever

@@ -61,10 +61,12 @@ TEST(Install, RefusesWhatCannotNameADirectoryAndSetsUpOverTheHostsOwnWidgets) {
         options.dataDirectory = (data.path / "refused").string();
         EXPECT_EQ(gtk::install(GTK_WINDOW(window), options), nullptr) << id;
     }
-    EXPECT_EQ(gtk::install(nullptr, {.applicationId = "com.example.shop"}), nullptr);
+    EXPECT_EQ(gtk::install(nullptr, "com.example.shop"), nullptr);
     EXPECT_FALSE(fs::exists(data.path / "refused"));
     ASSERT_FALSE(logged.empty());
-    EXPECT_NE(logged.front().find("TDC_SDK: checkout not set up: the application id"), std::string::npos) << logged.front();
+    EXPECT_NE(logged.front().find("TDC_SDK: checkout not set up: the application id"),
+              std::string::npos)
+        << logged.front();
 
     // A store that cannot be opened (its directory is a file) is refused too.
     {

@@ -126,8 +126,10 @@ std::shared_ptr<Installation> install(GtkWindow* window, Options options) {
         hostInfo.set("CFBundleShortVersionString", Value(options.applicationVersion));
     ports.bundle = std::make_shared<ResourceBundle>(std::move(hostInfo));
     const char* name = g_get_application_name();
-    ports.device = std::make_shared<linux_platform::LinuxDevice>(
-        !options.vendor.empty() ? options.vendor : name ? name : options.applicationId);
+    ports.device =
+        std::make_shared<linux_platform::LinuxDevice>(!options.vendor.empty() ? options.vendor
+                                                      : name                  ? name
+                                                             : options.applicationId);
     ports.urlOpener = std::make_shared<GioURLOpener>();
     impl->presenter = std::make_shared<GtkPresenter>(window);
     ports.presenter = impl->presenter;
@@ -138,6 +140,12 @@ std::shared_ptr<Installation> install(GtkWindow* window, Options options) {
     GtkLifecycle::follow(window);
     TandriCheckoutSDK::configure();
     return std::make_shared<Installation>(std::move(impl));
+}
+
+std::shared_ptr<Installation> install(GtkWindow* window, std::string applicationId) {
+    Options options;
+    options.applicationId = std::move(applicationId);
+    return install(window, std::move(options));
 }
 
 // ---- the button ----
