@@ -20,8 +20,10 @@ trap cleanup EXIT
 
 # The sandbox checkout, paying by itself once its page is on view.
 bash demo/sandbox-webapp/gen-certs.sh "$work/certs" >/dev/null 2>&1
-mkfifo "$work/server"
-node demo/sandbox-webapp/server.js --cert-dir "$work/certs" --auto success >"$work/server" &
+# The server ends when its standard input closes: it gets one that stays open while we run.
+mkfifo "$work/server" "$work/stdin"
+exec 5<>"$work/stdin"
+node demo/sandbox-webapp/server.js --cert-dir "$work/certs" --auto success <&5 >"$work/server" &
 pids+=($!)
 exec 3<"$work/server"
 read -r ports <&3
