@@ -92,19 +92,22 @@ GtkPresenter::~GtkPresenter() {
         }
     }
     if (stack_ != nullptr) {
-        // The host's content goes back into its window as it was; only our wrapper goes.
-        if (hostMode_) {
+        const bool inWindow =
+            window_ != nullptr && gtk_widget_get_parent(stack_) == GTK_WIDGET(window_);
+        if (hostMode_ && inWindow) {
+            // The host's content goes back into its window as it was; only our overlay goes.
             if (GtkWidget* content = gtk_bin_get_child(GTK_BIN(stack_))) {
                 g_object_ref(content);
                 gtk_container_remove(GTK_CONTAINER(stack_), content);
-                if (window_ != nullptr && gtk_widget_get_parent(stack_) == GTK_WIDGET(window_)) {
-                    gtk_container_remove(GTK_CONTAINER(window_), stack_);
-                    gtk_container_add(GTK_CONTAINER(window_), content);
-                }
+                gtk_container_remove(GTK_CONTAINER(window_), stack_);
+                gtk_container_add(GTK_CONTAINER(window_), content);
                 g_object_unref(content);
             }
         }
-        gtk_widget_destroy(stack_);
+        // An overlay the host has put somewhere else of its own is the host's to destroy.
+        if (!hostMode_ || inWindow || gtk_widget_get_parent(stack_) == nullptr) {
+            gtk_widget_destroy(stack_);
+        }
         g_object_unref(stack_);
     }
     if (window_ != nullptr) {
@@ -211,7 +214,8 @@ void GtkPresenter::addScreen(const std::shared_ptr<ViewController>& controller, 
     screen->widget =
         GTK_WIDGET(g_object_ref_sink(ViewWidget::create(controller->view(), width, height)));
     gtk_widget_set_can_focus(screen->widget, TRUE);
-    gtk_overlay_add_overlay(GTK_OVERLAY(stack_), screen->widget);
+    // Without a window left to show it in, the screen still runs its course, unseen.
+    if (stack_ != nullptr) gtk_overlay_add_overlay(GTK_OVERLAY(stack_), screen->widget);
     screens_.push_back(std::move(screen));
 }
 
