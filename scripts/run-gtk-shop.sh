@@ -3,6 +3,8 @@
 # checkout button as a person does (a real click through the X server), and waits until the
 # shop prints how the checkout ended.
 #   scripts/run-gtk-shop.sh SHOP_PROGRAM [EXPECTED_STATUS]   (default payment.success)
+# With SHOP_SCREENSHOT=file.png, a picture of the shop's window once the checkout has ended
+# (needs xwd and netpbm).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 if [[ -z "${DISPLAY:-}" ]]; then exec scripts/with-display.sh "$0" "$@"; fi
@@ -55,7 +57,16 @@ xdotool mousemove --window "$window" $((WIDTH / 2)) $((HEIGHT - 20 - 28)) click 
 # The shop prints each result as a line.
 deadline=$((SECONDS + limit))
 while (( SECONDS < deadline )); do
-  if grep -qx "$expected" "$work/out"; then echo "run-gtk-shop: $expected"; exit 0; fi
+  if grep -qx "$expected" "$work/out"; then
+    echo "run-gtk-shop: $expected"
+    if [[ -n "${SHOP_SCREENSHOT:-}" ]]; then
+      # The shop shows the outcome in its status line once its window is its own again.
+      xdotool search --sync --onlyvisible --name "Example Shop" >/dev/null
+      sleep 1
+      xwd -silent -id "$window" | xwdtopnm 2>/dev/null | pnmtopng >"$SHOP_SCREENSHOT"
+    fi
+    exit 0
+  fi
   if ! kill -0 "$shop_pid" 2>/dev/null; then break; fi
   inotifywait -qq -t 5 -e modify "$work/out" >/dev/null 2>&1 || true
 done

@@ -43,6 +43,7 @@ int main(int argc, char** argv) {
     GtkWidget* content = gtk_box_new(GTK_ORIENTATION_VERTICAL, 8);
     gtk_container_add(GTK_CONTAINER(window), content);
     GtkWidget* list = gtk_list_box_new();
+    gtk_list_box_set_selection_mode(GTK_LIST_BOX(list), GTK_SELECTION_NONE);
     gtk_container_add(GTK_CONTAINER(list), row("Trail shoes", "19.99"));
     gtk_container_add(GTK_CONTAINER(list), row("Socks", "5.00"));
     gtk_container_add(GTK_CONTAINER(list), row("Total", "24.99 USD"));
