@@ -49,11 +49,9 @@ check "$work/cmake/consumer"
 echo "-- pkg-config"
 rpath=()
 [ -n "$prefix" ] && rpath=(-Wl,-rpath,"$libdir")
-static=()
-[ -e "$libdir/libtandri-gtk.a" ] && static=(--static)
 # shellcheck disable=SC2046
 c++ tests/install/main.cpp -o "$work/pc-consumer" \
-  $(pkg-config "${static[@]}" --cflags --libs tandri-gtk) "${rpath[@]}"
+  $(pkg-config --cflags --libs tandri-gtk) "${rpath[@]}"
 check "$work/pc-consumer"
 [ -e "$libdir/libtandri-gtk.so.1" ] && check "$work/pc-consumer" .
 
@@ -66,6 +64,6 @@ if [ -f examples/gtk-shop/CMakeLists.txt ]; then
   cmake --build "$work/gtk-shop" >/dev/null
   # shellcheck disable=SC2046
   c++ examples/gtk-shop/main.cpp -o "$work/gtk-shop-pc" \
-    $(pkg-config "${static[@]}" --cflags --libs tandri-gtk) "${rpath[@]}"
+    $(pkg-config --cflags --libs tandri-gtk) "${rpath[@]}"
 fi
 echo "-- the installed library: version $version, web-process module in $libdir/tandri-1/web-extensions"
