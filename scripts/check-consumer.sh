@@ -31,7 +31,8 @@ check() {  # PROGRAM [LOADER_PATH]: with LOADER_PATH, run from the library's dir
   printedDir="$(sed -n 2p <<<"$out")"
   # An absolute path without links, whatever name the loader gave the library (/lib for /usr/lib,
   # ./libtandri-gtk.so.1): the web engine's processes need not share our working directory.
-  if [ "$printedVersion" != "$version" ] || [ "$printedDir" != "$libdir/tandri-1/web-extensions" ]; then
+  if [ "$printedVersion" != "$version" ] ||
+    [ "$printedDir" != "$libdir/tandri-1/web-extensions" ]; then
     echo "$1 printed:"; echo "$out"; echo "expected:"; echo "$expected"
     exit 1
   fi
@@ -42,7 +43,8 @@ check() {  # PROGRAM [LOADER_PATH]: with LOADER_PATH, run from the library's dir
 }
 
 echo "-- CMake package"
-cmake -S tests/install -B "$work/cmake" -G Ninja ${prefix:+-DCMAKE_PREFIX_PATH="$prefix"} >/dev/null
+cmake -S tests/install -B "$work/cmake" -G Ninja ${prefix:+-DCMAKE_PREFIX_PATH="$prefix"} \
+  >/dev/null
 cmake --build "$work/cmake" >/dev/null
 check "$work/cmake/consumer"
 
@@ -60,10 +62,12 @@ check "$work/pc-consumer"
 #   c++ examples/gtk-shop/main.cpp $(pkg-config --cflags --libs tandri-gtk)
 if [ -f examples/gtk-shop/CMakeLists.txt ]; then
   echo "-- examples/gtk-shop"
-  cmake -S examples/gtk-shop -B "$work/gtk-shop" -G Ninja ${prefix:+-DCMAKE_PREFIX_PATH="$prefix"} >/dev/null
+  cmake -S examples/gtk-shop -B "$work/gtk-shop" -G Ninja ${prefix:+-DCMAKE_PREFIX_PATH="$prefix"} \
+    >/dev/null
   cmake --build "$work/gtk-shop" >/dev/null
   # shellcheck disable=SC2046
   c++ examples/gtk-shop/main.cpp -o "$work/gtk-shop-pc" \
     $(pkg-config --cflags --libs tandri-gtk) "${rpath[@]}"
 fi
-echo "-- the installed library: version $version, web-process module in $libdir/tandri-1/web-extensions"
+echo "-- the installed library: version $version, web-process module in" \
+  "$libdir/tandri-1/web-extensions"
