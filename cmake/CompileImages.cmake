@@ -3,7 +3,8 @@
 #   cmake -DRESOURCES=dir -DOUTPUT=file.c -DCOMPILER=glib-compile-resources -P CompileImages.cmake
 file(GLOB images RELATIVE ${RESOURCES} ${RESOURCES}/*.png)
 list(SORT images)
-set(xml "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<gresources>\n  <gresource prefix=\"/tandri/images\">\n")
+set(xml "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<gresources>\n")
+string(APPEND xml "  <gresource prefix=\"/tandri/images\">\n")
 foreach(image ${images})
   string(APPEND xml "    <file>${image}</file>\n")
 endforeach()

@@ -37,24 +37,24 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/tandriConfigVersion.cmake
 install(FILES ${CMAKE_BINARY_DIR}/tandriConfig.cmake ${CMAKE_BINARY_DIR}/tandriConfigVersion.cmake
   DESTINATION ${TANDRI_CMAKE_DIR} COMPONENT development)
 
-# pkg-config: tandri.pc and tandri-gtk.pc. A shared library brings its own dependencies; static
-# archives list theirs for `pkg-config --static`.
+# pkg-config: tandri.pc and tandri-gtk.pc. A shared library brings its own dependencies. Static
+# archives name theirs as plain requirements, not private ones: `pkg-config --static` would link
+# the whole GTK stack statically (it asks for libsystemd.a and the like), while a program linking
+# our archives wants only their dependencies, as shared libraries.
 file(RELATIVE_PATH TANDRI_PC_PREFIX /root/${CMAKE_INSTALL_LIBDIR}/pkgconfig /root)
 string(REGEX REPLACE "/$" "" TANDRI_PC_PREFIX "${TANDRI_PC_PREFIX}")
 set(TANDRI_PC_PREFIX "\${pcfiledir}/${TANDRI_PC_PREFIX}")
-if(TANDRI_SHARED)
-  set(TANDRI_PC_REQUIRES_PRIVATE "")
-  set(TANDRI_PC_LIBS_PRIVATE "")
-  set(TANDRI_GTK_PC_REQUIRES_PRIVATE "")
-  set(TANDRI_GTK_PC_LIBS_PRIVATE "")
-else()
-  set(TANDRI_PC_REQUIRES_PRIVATE "Requires.private: simdjson liburiparser libplist-2.0")
-  set(TANDRI_PC_LIBS_PRIVATE "Libs.private: -lb64 -lpthread")
-  set(TANDRI_GTK_PC_REQUIRES_PRIVATE "Requires.private: sqlite3 libsecret-1 stb glib-2.0")
-  set(TANDRI_GTK_PC_LIBS_PRIVATE "")
-  if(CMAKE_DL_LIBS)
-    set(TANDRI_GTK_PC_LIBS_PRIVATE "Libs.private: -l${CMAKE_DL_LIBS}")
-  endif()
+set(TANDRI_PC_REQUIRES "")
+set(TANDRI_PC_LIBS "-ltandri")
+set(TANDRI_GTK_PC_REQUIRES "tandri = ${PROJECT_VERSION} webkit2gtk-4.1 gtk+-3.0")
+set(TANDRI_GTK_PC_LIBS "-ltandri-gtk")
+if(NOT TANDRI_SHARED)
+  set(TANDRI_PC_REQUIRES "simdjson liburiparser libplist-2.0")
+  string(APPEND TANDRI_PC_LIBS " -lb64 -lpthread")
+  string(APPEND TANDRI_GTK_PC_REQUIRES " libsoup-3.0 sqlite3 libsecret-1 stb glib-2.0")
+  foreach(lib ${CMAKE_DL_LIBS})
+    string(APPEND TANDRI_GTK_PC_LIBS " -l${lib}")
+  endforeach()
 endif()
 configure_file(cmake/tandri.pc.in ${CMAKE_BINARY_DIR}/tandri.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/tandri.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig

@@ -10,6 +10,7 @@ build="$(realpath "$1")"
 SUDO=""
 [ "$(id -u)" -eq 0 ] || SUDO="sudo"
 packages=(libtandri1 libtandri-dev)
+apt=(-o DPkg::Lock::Timeout=600)  # another apt-get may be running: wait for it
 for p in "${packages[@]}"; do
   if dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "installed"; then
     echo "test-debs: $p is installed already; not touching it"
@@ -20,7 +21,9 @@ done
 work="$(mktemp -d /tmp/tandri-debs-XXXXXX)"
 installed=0
 cleanup() {
-  [ "$installed" -eq 0 ] || $SUDO apt-get purge -y -qq -o DPkg::Lock::Timeout=600 "${packages[@]}" >/dev/null 2>&1 || true
+  if [ "$installed" -ne 0 ]; then
+    $SUDO apt-get purge -y -qq "${apt[@]}" "${packages[@]}" >/dev/null 2>&1 || true
+  fi
   rm -rf "$work"
 }
 trap cleanup EXIT
@@ -45,13 +48,13 @@ snapshot() { { find "${places[@]}" -xdev 2>/dev/null || true; } | sort; }
 snapshot >"$work/before.txt"
 
 installed=1
-(cd "$work/debs" && DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq -o DPkg::Lock::Timeout=600 \
+(cd "$work/debs" && DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq "${apt[@]}" \
   ./libtandri1_*.deb ./libtandri-dev_*.deb >/dev/null)
 dpkg -L "${packages[@]}" | sort -u | grep -q '/tandri-1/web-extensions/libtandri_webext\.so$'
 
 bash scripts/check-consumer.sh "$work"
 
-DEBIAN_FRONTEND=noninteractive $SUDO apt-get purge -y -qq -o DPkg::Lock::Timeout=600 "${packages[@]}" >/dev/null
+DEBIAN_FRONTEND=noninteractive $SUDO apt-get purge -y -qq "${apt[@]}" "${packages[@]}" >/dev/null
 installed=0
 present >"$work/present-after.txt"
 snapshot >"$work/after.txt"

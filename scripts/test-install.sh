@@ -25,8 +25,8 @@ if [ -e "$libdir/libtandri.so.1" ]; then
   for lib in libtandri libtandri-gtk; do
     soname="$(readelf -d "$libdir/$lib.so" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')"
     [ "$soname" = "$lib.so.1" ] || fail "$lib.so: SONAME '$soname'"
-    [ -f "$(readlink -f "$libdir/$lib.so")" ] && [[ "$(readlink -f "$libdir/$lib.so")" == *.so.1.* ]] ||
-      fail "$lib.so does not lead to a versioned file"
+    target="$(readlink -f "$libdir/$lib.so")"
+    [ -f "$target" ] && [[ "$target" == *.so.1.* ]] || fail "$lib.so leads to no versioned file"
     # An installed library never looks into the build tree.
     ! readelf -d "$libdir/$lib.so.1" | grep -qF "$build" || fail "$lib.so.1 names the build tree"
   done

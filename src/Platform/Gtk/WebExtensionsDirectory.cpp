@@ -2,20 +2,25 @@
 
 #include <dlfcn.h>
 
+#include <climits>
+#include <cstdlib>
 #include <string_view>
 
 namespace tandri::gtk {
 
 namespace {
 
-// The file holding this code: the shared library, or the program the static library went into.
+// The file holding this code (the shared library, or the program the static library went into)
+// as an absolute path without links: the loader may name it relatively or through a link.
 std::string ownFile() {
     Dl_info info{};
     if (dladdr(reinterpret_cast<const void*>(&webExtensionsDirectory), &info) == 0 ||
         info.dli_fname == nullptr) {
         return {};
     }
-    return info.dli_fname;
+    char resolved[PATH_MAX];
+    if (realpath(info.dli_fname, resolved) == nullptr) return {};
+    return resolved;
 }
 
 }  // namespace
