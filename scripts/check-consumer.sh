@@ -2,7 +2,8 @@
 # Builds the program in tests/install against an installed library, through its CMake package
 # (find_package(tandri 1.0 REQUIRED COMPONENTS gtk)) and through pkg-config (tandri-gtk), runs
 # both and checks what they print: the library's version, and that the installed libtandri-gtk
-# finds its web-process module beside itself.
+# finds its web-process module beside itself. Then the merchant example (examples/gtk-shop), built
+# both ways, pays against the sandbox checkout.
 #   scripts/check-consumer.sh WORK_DIR [PREFIX]     (no PREFIX: the system's installation)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -57,17 +58,15 @@ c++ tests/install/main.cpp -o "$work/pc-consumer" \
 check "$work/pc-consumer"
 [ -e "$libdir/libtandri-gtk.so.1" ] && check "$work/pc-consumer" .
 
-# TODO(examples/gtk-shop): once the merchant example lands, build it here too, both ways:
-#   cmake -S examples/gtk-shop -B "$work/gtk-shop" ${prefix:+-DCMAKE_PREFIX_PATH="$prefix"}
-#   c++ examples/gtk-shop/main.cpp $(pkg-config --cflags --libs tandri-gtk)
-if [ -f examples/gtk-shop/CMakeLists.txt ]; then
-  echo "-- examples/gtk-shop"
-  cmake -S examples/gtk-shop -B "$work/gtk-shop" -G Ninja ${prefix:+-DCMAKE_PREFIX_PATH="$prefix"} \
-    >/dev/null
-  cmake --build "$work/gtk-shop" >/dev/null
-  # shellcheck disable=SC2046
-  c++ examples/gtk-shop/main.cpp -o "$work/gtk-shop-pc" \
-    $(pkg-config --cflags --libs tandri-gtk) "${rpath[@]}"
-fi
+# The merchant example, built both ways, each paying once against the sandbox checkout.
+echo "-- examples/gtk-shop"
+cmake -S examples/gtk-shop -B "$work/gtk-shop" -G Ninja ${prefix:+-DCMAKE_PREFIX_PATH="$prefix"} \
+  >/dev/null
+cmake --build "$work/gtk-shop" >/dev/null
+# shellcheck disable=SC2046
+c++ -std=c++20 examples/gtk-shop/main.cpp -o "$work/gtk-shop-pc" \
+  $(pkg-config --cflags --libs tandri-gtk) "${rpath[@]}"
+bash scripts/run-gtk-shop.sh "$work/gtk-shop/gtk-shop"
+bash scripts/run-gtk-shop.sh "$work/gtk-shop-pc"
 echo "-- the installed library: version $version, web-process module in" \
   "$libdir/tandri-1/web-extensions"

@@ -9,7 +9,7 @@ packages=(
   libsimdjson-dev liburiparser-dev nlohmann-json3-dev iso-codes libstb-dev
   libplist-dev libsqlite3-dev libsecret-1-dev gnome-keyring dbus libb64-dev
   nodejs openssl curl file dpkg-dev
-  libwebkit2gtk-4.1-dev libsoup-3.0-dev xvfb xauth
+  libwebkit2gtk-4.1-dev libsoup-3.0-dev xvfb xauth xdotool inotify-tools
 )
 if [ -n "${TANDRI_EXTRA_PACKAGES:-}" ]; then
   read -r -a extra <<<"$TANDRI_EXTRA_PACKAGES"
