@@ -16,8 +16,7 @@ KeychainBackend backendFromEnvironment() {
 }
 
 bool installStoragePorts(Platform& ports, const std::string& application, KeychainBackend backend,
-                         const std::optional<std::string>& databasePath,
-                         KeychainBackend* chosen) {
+                         const std::optional<std::string>& databasePath, KeychainBackend* chosen) {
     auto path = databasePath ? databasePath : sqlite::SqliteStore::defaultPath(application);
     if (!path) return false;
     std::string error;
