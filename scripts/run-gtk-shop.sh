@@ -28,7 +28,7 @@ exec 5<>"$work/stdin"
 node demo/sandbox-webapp/server.js --cert-dir "$work/certs" --auto success <&5 >"$work/server" &
 pids+=($!)
 exec 3<"$work/server"
-read -r ports <&3
+read -r -t "$limit" ports <&3 || { echo "run-gtk-shop: the sandbox server did not start"; exit 1; }
 field() { node -e 'const p = JSON.parse(process.argv[1]); console.log(p[process.argv[2]]);' "$ports" "$1"; }
 export SHOP_PROXY="$(field proxy)" SHOP_CERTIFICATE="$work/certs/leaf.pem"
 export SHOP_CHECKOUT_HOST="$(field checkoutHost)" SHOP_CHECKOUT_DOMAIN="$(field domain)"
@@ -50,7 +50,8 @@ pids+=($!)
 if [[ -z "$loaded" ]]; then echo "run-gtk-shop: the button page never loaded"; exit 1; fi
 
 # A click in the middle of the checkout button: 20 px in from the window's bottom edge, 56 high.
-window=$(xdotool search --sync --onlyvisible --name "Example Shop" | head -n 1)
+window=$(timeout "$limit" xdotool search --sync --onlyvisible --name "Example Shop" | head -n 1)
+[[ -n "$window" ]] || { echo "run-gtk-shop: the shop's window never showed"; exit 1; }
 eval "$(xdotool getwindowgeometry --shell "$window")"
 xdotool mousemove --window "$window" $((WIDTH / 2)) $((HEIGHT - 20 - 28)) click 1
 
@@ -61,7 +62,6 @@ while (( SECONDS < deadline )); do
     echo "run-gtk-shop: $expected"
     if [[ -n "${SHOP_SCREENSHOT:-}" ]]; then
       # The shop shows the outcome in its status line once its window is its own again.
-      xdotool search --sync --onlyvisible --name "Example Shop" >/dev/null
       sleep 1
       xwd -silent -id "$window" | xwdtopnm 2>/dev/null | pnmtopng >"$SHOP_SCREENSHOT"
     fi
