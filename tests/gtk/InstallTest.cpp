@@ -101,6 +101,14 @@ TEST(Install, RefusesWhatCannotNameADirectoryAndSetsUpOverTheHostsOwnWidgets) {
     EXPECT_STREQ(gtk_entry_get_text(GTK_ENTRY(entry)), "typed by the host");
     EXPECT_TRUE(gtk_widget_get_visible(box));
 
+    // One installation per process: a second one, even over another window, is refused.
+    GtkWidget* other = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+    const auto linesBefore = logged.size();
+    EXPECT_EQ(gtk::install(GTK_WINDOW(other), "com.example.other"), nullptr);
+    ASSERT_EQ(logged.size(), linesBefore + 1);
+    EXPECT_NE(logged.back().find("set up already"), std::string::npos) << logged.back();
+    gtk_widget_destroy(other);
+
     // Values kept through the installed ports land in that store.
     Platform::current().userDefaults->setObject("install-test", Value("kept"));
     EXPECT_EQ(Platform::current().userDefaults->objectForKey("install-test"), Value("kept"));

@@ -45,6 +45,12 @@ struct AdoptedView : UIDelegate {
     }
 };
 
+/// The installation in force: one per process, as the web context and the stores are.
+std::weak_ptr<Installation>& current() {
+    static std::weak_ptr<Installation> installation;
+    return installation;
+}
+
 }  // namespace
 
 struct Installation::Impl {
@@ -91,6 +97,10 @@ std::shared_ptr<Installation> install(GtkWindow* window, Options options) {
                         "\" is not a reverse-DNS id such as com.example.shop");
         return nullptr;
     }
+    if (!current().expired()) {
+        logInProduction("checkout not set up: it is set up already (one installation per process)");
+        return nullptr;
+    }
     auto impl = std::make_unique<Installation::Impl>();
     impl->window = window;
     if (options.dataDirectory.empty()) {
@@ -101,6 +111,7 @@ std::shared_ptr<Installation> install(GtkWindow* window, Options options) {
     if (!options.checkoutHost.empty()) TandriProfile::setCheckoutHost(options.checkoutHost);
 
     Platform ports;
+    ports.systemLog = Platform::current().systemLog;  // where the lines went so far
     ports.mainQueue = std::make_shared<GtkMainQueue>();
     impl->factory = std::make_shared<GtkWebViewFactory>(
         NetworkSettings{options.network.proxy, options.network.trustedCertificate,
@@ -139,7 +150,9 @@ std::shared_ptr<Installation> install(GtkWindow* window, Options options) {
     Platform::install(std::move(ports));
     GtkLifecycle::follow(window);
     TandriCheckoutSDK::configure();
-    return std::make_shared<Installation>(std::move(impl));
+    auto installation = std::make_shared<Installation>(std::move(impl));
+    current() = installation;
+    return installation;
 }
 
 std::shared_ptr<Installation> install(GtkWindow* window, std::string applicationId) {
