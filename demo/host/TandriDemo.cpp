@@ -334,7 +334,7 @@ int main(int argc, char** argv) {
             checkingSaved = true;
             // What a person sees: the colour the saved page paints at its left, halfway down
             // (clear of the label); the shop's own background shows where it paints nothing.
-            auto finish = [&, savedShown, liveShown](const std::string& text) {
+            auto finish = [&, savedShown, liveShown, savedGtk](const std::string& text) {
                 auto look = [&, savedShown, liveShown,
                              text](std::optional<std::array<int, 3>> middle) {
                     char hex[8] = "";

@@ -355,24 +355,13 @@ void GtkPresenter::writeSnapshot(const std::string& path, std::function<void(boo
         ViewWidget::writeSnapshot(screens_.back()->widget, path, std::move(done));
         return;
     }
-    // No screen up: the host's own content as GTK draws it.
-    int width = 0, height = 0;
-    contentSize(width, height);
+    // No screen up: the host's own content.
     if (!hostMode_ || stack_ == nullptr || !gtk_widget_get_realized(stack_)) {
         if (done) done(false);
         return;
     }
-    cairo_surface_t* surface =
-        cairo_image_surface_create(CAIRO_FORMAT_ARGB32, std::max(1, width), std::max(1, height));
-    cairo_t* cr = cairo_create(surface);
     // The window paints the background its content lies on; the content alone leaves it clear.
-    gtk_render_background(gtk_widget_get_style_context(GTK_WIDGET(window_)), cr, 0, 0, width,
-                          height);
-    gtk_widget_draw(stack_, cr);
-    cairo_destroy(cr);
-    const bool ok = cairo_surface_write_to_png(surface, path.c_str()) == CAIRO_STATUS_SUCCESS;
-    cairo_surface_destroy(surface);
-    if (done) done(ok);
+    ViewWidget::writeContentSnapshot(stack_, GTK_WIDGET(window_), path, std::move(done));
 }
 
 }  // namespace tandri::gtk

@@ -198,11 +198,15 @@ gboolean onFrame(gpointer widget) {
 struct Shot {
     std::string path;
     std::function<void(bool)> done;
-    std::shared_ptr<View> root;
+    std::shared_ptr<View> root;  // none for a host's own widgets
     double seconds;
     cairo_surface_t* surface;
     cairo_t* cr;
-    std::vector<HostedWebView> pages;
+    struct Page {
+        WebKitWebView* view;  // held until its picture is in
+        Rect frame;
+    };
+    std::vector<Page> pages;
     std::size_t next = 0;
 };
 
@@ -213,7 +217,8 @@ void onPagePicture(GObject* source, GAsyncResult* result, gpointer data) {
     GError* error = nullptr;
     cairo_surface_t* picture =
         webkit_web_view_get_snapshot_finish(WEBKIT_WEB_VIEW(source), result, &error);
-    const Rect f = shot->pages[shot->next++].frame;
+    const Rect f = shot->pages[shot->next].frame;
+    g_object_unref(shot->pages[shot->next++].view);
     if (picture != nullptr) {
         cairo_save(shot->cr);
         cairo_rectangle(shot->cr, f.x, f.y, f.width, f.height);
@@ -228,18 +233,12 @@ void onPagePicture(GObject* source, GAsyncResult* result, gpointer data) {
 }
 
 void continueShot(Shot* shot) {
-    while (shot->next < shot->pages.size()) {
-        const auto& page = shot->pages[shot->next];
-        auto* gtkView = dynamic_cast<GtkWebView*>(page.webView.get());
-        if (gtkView != nullptr && page.visible) {
-            webkit_web_view_get_snapshot(gtkView->widget(), WEBKIT_SNAPSHOT_REGION_VISIBLE,
-                                         WEBKIT_SNAPSHOT_OPTIONS_NONE, nullptr, &onPagePicture,
-                                         shot);
-            return;
-        }
-        ++shot->next;
+    if (shot->next < shot->pages.size()) {
+        webkit_web_view_get_snapshot(shot->pages[shot->next].view, WEBKIT_SNAPSHOT_REGION_VISIBLE,
+                                     WEBKIT_SNAPSHOT_OPTIONS_NONE, nullptr, &onPagePicture, shot);
+        return;
     }
-    paintViewTree(shot->cr, *shot->root, shot->seconds, PaintLayer::OverWebView);
+    if (shot->root) paintViewTree(shot->cr, *shot->root, shot->seconds, PaintLayer::OverWebView);
     cairo_destroy(shot->cr);
     const bool ok =
         cairo_surface_write_to_png(shot->surface, shot->path.c_str()) == CAIRO_STATUS_SUCCESS;
@@ -390,7 +389,61 @@ void ViewWidget::writeSnapshot(GtkWidget* widget, const std::string& path,
         {}};
     shot->cr = cairo_create(shot->surface);
     paintViewTree(shot->cr, *root, shot->seconds, PaintLayer::UnderWebView);
-    collectWebViews(*root, true, true, shot->pages);
+    std::vector<HostedWebView> hosted;
+    collectWebViews(*root, true, true, hosted);
+    for (const auto& page : hosted) {
+        auto* gtkView = dynamic_cast<GtkWebView*>(page.webView.get());
+        if (gtkView == nullptr || !page.visible) continue;
+        shot->pages.push_back({WEBKIT_WEB_VIEW(g_object_ref(gtkView->widget())), page.frame});
+    }
+    continueShot(shot);
+}
+
+namespace {
+
+void collectHostPages(GtkWidget* widget, GtkWidget* content, std::vector<Shot::Page>& out) {
+    if (!gtk_widget_get_mapped(widget)) return;
+    if (WEBKIT_IS_WEB_VIEW(widget)) {
+        int x = 0, y = 0;
+        gtk_widget_translate_coordinates(widget, content, 0, 0, &x, &y);
+        out.push_back({WEBKIT_WEB_VIEW(g_object_ref(widget)),
+                       {static_cast<double>(x), static_cast<double>(y),
+                        static_cast<double>(gtk_widget_get_allocated_width(widget)),
+                        static_cast<double>(gtk_widget_get_allocated_height(widget))}});
+        return;
+    }
+    if (!GTK_IS_CONTAINER(widget)) return;
+    GList* children = gtk_container_get_children(GTK_CONTAINER(widget));
+    for (GList* c = children; c != nullptr; c = c->next)
+        collectHostPages(GTK_WIDGET(c->data), content, out);
+    g_list_free(children);
+}
+
+}  // namespace
+
+void ViewWidget::writeContentSnapshot(GtkWidget* content, GtkWidget* background,
+                                      const std::string& path, std::function<void(bool)> done) {
+    if (content == nullptr || !gtk_widget_get_realized(content)) {
+        if (done) done(false);
+        return;
+    }
+    const int width = std::max(1, gtk_widget_get_allocated_width(content));
+    const int height = std::max(1, gtk_widget_get_allocated_height(content));
+    auto* shot = new Shot{path,
+                          std::move(done),
+                          nullptr,
+                          animationSeconds(),
+                          cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height),
+                          nullptr,
+                          {}};
+    shot->cr = cairo_create(shot->surface);
+    // The background the content lies on, the widgets as GTK draws them, then each page as its
+    // engine hands it back (drawing a page into a picture shows whatever it last had on screen).
+    if (background != nullptr)
+        gtk_render_background(gtk_widget_get_style_context(background), shot->cr, 0, 0, width,
+                              height);
+    gtk_widget_draw(content, shot->cr);
+    collectHostPages(content, content, shot->pages);
     continueShot(shot);
 }
 

@@ -37,6 +37,10 @@ class ViewWidget {
     /// whether it was written.
     static void writeSnapshot(GtkWidget* widget, const std::string& path,
                               std::function<void(bool)> done);
+    /// The same for widgets that are not a view tree (a host's own content): `background`'s
+    /// style paints first, then the widgets, then each web view among them as its engine shows it.
+    static void writeContentSnapshot(GtkWidget* content, GtkWidget* background,
+                                     const std::string& path, std::function<void(bool)> done);
 
     /// How far into their animations trees are drawn now, in seconds.
     static double animationSeconds();
