@@ -10,45 +10,48 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+# Each stage says when it starts, so a slow run shows where its time went.
+stage() { echo "== $1 [$((SECONDS / 60)) min $((SECONDS % 60)) s]"; }
+
 bash scripts/install-deps.sh
 
 JOBS="${JOBS:-2}"
 FUZZ_SECONDS="${FUZZ_SECONDS:-60}"
 
-echo "== build (warnings as errors)"
+stage "build (warnings as errors)"
 cmake -S . -B build/ci -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTANDRI_WERROR=ON \
   -DTANDRI_GTK=ON
 cmake --build build/ci -j "$JOBS"
-echo "== tests"
+stage "tests"
 ctest --test-dir build/ci --output-on-failure -j "$JOBS"
 packaging_start=$SECONDS
-echo "== the installed library: a program built against its CMake package and pkg-config"
+stage "the installed library: a program built against its CMake package and pkg-config"
 bash scripts/test-install.sh build/ci
-echo "== the Debian packages: installed, built against, purged"
+stage "the Debian packages: installed, built against, purged"
 bash scripts/test-debs.sh build/ci
 echo "== packaging took $((SECONDS - packaging_start)) s"
 
-echo "== Secret Service tests against a throw-away keyring"
+stage "Secret Service tests against a throw-away keyring"
 bash scripts/test-secret-service.sh build/ci/tandri_tests
 
-echo "== build (AddressSanitizer + UndefinedBehaviorSanitizer)"
+stage "build (AddressSanitizer + UndefinedBehaviorSanitizer)"
 cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTANDRI_WERROR=ON \
   -DTANDRI_SANITIZE=address,undefined -DTANDRI_BENCH=OFF -DTANDRI_GTK=ON
 cmake --build build/asan -j "$JOBS"
-echo "== tests under sanitizers"
+stage "tests under sanitizers"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
   ctest --test-dir build/asan --output-on-failure -j "$JOBS"
 
-echo "== build (ThreadSanitizer) and the unit tests under it"
+stage "build (ThreadSanitizer) and the unit tests under it"
 cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTANDRI_WERROR=ON \
   -DTANDRI_SANITIZE=thread -DTANDRI_BENCH=OFF -DTANDRI_GTK=OFF
 cmake --build build/tsan -j "$JOBS" --target tandri_tests tandri-sim
 TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build/tsan --output-on-failure -j "$JOBS"
 
-echo "== fuzzing (${FUZZ_SECONDS}s per target)"
+stage "fuzzing (${FUZZ_SECONDS}s per target)"
 CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DTANDRI_WERROR=ON -DTANDRI_FUZZ=ON -DTANDRI_SANITIZE=address,undefined -DTANDRI_BENCH=OFF
-cmake --build build/fuzz -j "$JOBS"
+cmake --build build/fuzz -j "$JOBS" --target tandri_fuzzers
 for target in build/fuzz/fuzz_*; do
   [ -x "$target" ] || continue
   name=$(basename "$target")
@@ -64,4 +67,4 @@ for target in build/fuzz/fuzz_*; do
   "$target" -max_total_time="$FUZZ_SECONDS" -max_len=8192 -timeout=10 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="build/fuzz/" "$corpus" "${seeds[@]}" 2>&1 | tail -n 12
 done
-echo "== all passed"
+stage "all passed"
