@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <gtk/gtk.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <string>
@@ -16,8 +17,13 @@
 
 namespace tandri::gtk::testing {
 
+/// Runs the main loop until `done` holds. The limit is only there so that a broken test ends:
+/// a passing test never reaches it. Every wait gets at least a minute, because the engine's
+/// processes under the sanitizers on a loaded two-core machine take many times the few seconds
+/// a limit written at a desk allows (a child run of the cookie test once gave up after 5 s).
 inline bool spinUntil(const std::function<bool()>& done, std::chrono::milliseconds limit) {
-    auto deadline = std::chrono::steady_clock::now() + limit;
+    constexpr std::chrono::milliseconds kLeast = std::chrono::minutes(1);
+    auto deadline = std::chrono::steady_clock::now() + std::max(limit, kLeast);
     while (!done()) {
         if (std::chrono::steady_clock::now() > deadline) return false;
         g_main_context_iteration(nullptr, FALSE);
