@@ -4,7 +4,7 @@
 # cookie and local storage from the first run.
 file(REMOVE_RECURSE ${DATA})
 function(run_demo expect)
-  execute_process(COMMAND ${WITH_DISPLAY} ${DEMO} ${ARGN} --timeout 120
+  execute_process(COMMAND ${WITH_DISPLAY} ${DEMO} ${ARGN} --timeout 240
                   RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE errors)
   message(STATUS "tandri-demo ${ARGN}: ${output}")
   if(NOT result EQUAL 0)
