@@ -3,7 +3,7 @@
 // the same page.
 //
 //   library      the demo shop (demo/host/Shop.cpp) with its checkout button. A tap, then:
-//                "spinner painted"     the first window frame showing the loading screen
+//                "spinner painted"     the first window frame showing the loading screen at all
 //                "spinner opaque"      the first frame with it faded in completely
 //                "configure received"  the page's "configure": the checkout request goes out
 //                "response received"   the checkout view starts showing the response
@@ -20,6 +20,8 @@
 //                call to "page committed", "page first paint" and "page loaded".
 //   bare warm    the same in a view that has shown it before (its web process running, its
 //                connection open).
+//   bare spare   the same in a new view made a second before the load, not loaded (whether
+//                making the view early is enough to have its web process ready).
 //
 // Every time is taken on the main loop from an event: a window frame (the frame clock's
 // after-paint), an engine signal, or a bridge message seen by the developer log's sink. The
@@ -144,6 +146,16 @@ struct ViewWatch {
     const char* startEvent = nullptr;
 };
 
+/// Whether a screen's view tree hosts a web view (the checkout screen; the loading screen has
+/// none in the button's flow).
+bool hostsWebView(const std::shared_ptr<View>& view) {
+    if (auto host = std::dynamic_pointer_cast<WebViewHost>(view); host && host->webView())
+        return true;
+    for (const auto& sub : view->subviews())
+        if (hostsWebView(sub)) return true;
+    return false;
+}
+
 /// Resident memory of this process's descendants (the engine's web and network processes), kB.
 long childrenRssKb() {
     std::map<pid_t, pid_t> parent;
@@ -171,6 +183,15 @@ long childrenRssKb() {
         }
     }
     return total;
+}
+
+/// Resident memory of this process, kB.
+long selfRssKb() {
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line))
+        if (line.rfind("VmRSS:", 0) == 0) return std::atol(line.c_str() + 6);
+    return 0;
 }
 
 std::string timelineJson(const Timeline& t) {
@@ -274,43 +295,40 @@ int child(int taps, const std::string& out) {
         std::fprintf(stderr, "checkout_timeline: the button page never showed\n");
         return 1;
     }
+    const long hostAtStart = selfRssKb();
     Timeline startupOut;
     startupOut.at["button page committed"] = startup.at["page committed"];
     startupOut.at["button page shown"] = startup.at["page first paint"];
     startupOut.at["button page loaded"] = startup.at["page loaded"];
     buttonWatch.stop();
 
-    // Window frames: what is on top when a frame has been painted.
+    // Window frames: which screens a painted frame showed.
     GdkFrameClock* frames =
         gdk_window_get_frame_clock(gtk_widget_get_window(GTK_WIDGET(store.window())));
     // A screen comes in fading from transparent: it counts as painted once a frame shows it at
     // all, and as shown in full once it is opaque.
     struct FrameWatch {
         Timeline** current;
-        std::shared_ptr<gtk::GtkPresenter> presenter;
-        std::shared_ptr<ViewController> root;
         GtkWindow* window;
-    } frameWatch{&current, presenter, root, store.window()};
+    } frameWatch{&current, store.window()};
     g_signal_connect(frames, "after-paint", G_CALLBACK(+[](GdkFrameClock*, gpointer data) {
                          auto* w = static_cast<FrameWatch*>(data);
                          if (*w->current == nullptr) return;
-                         auto top = w->presenter->topViewController();
-                         if (top == w->root) return;
-                         double opacity = -1;
+                         // The screens are the window's overlay layers (a screen being
+                         // presented is not the top controller until it has faded in).
                          GtkWidget* stack = gtk_bin_get_child(GTK_BIN(w->window));
-                         if (stack != nullptr && GTK_IS_CONTAINER(stack)) {
-                             GList* children = gtk_container_get_children(GTK_CONTAINER(stack));
-                             for (GList* c = children; c != nullptr; c = c->next) {
-                                 auto* widget = static_cast<GtkWidget*>(c->data);
-                                 if (gtk::ViewWidget::root(widget) == top->view())
-                                     opacity = gtk_widget_get_opacity(widget);
-                             }
-                             g_list_free(children);
+                         if (stack == nullptr || !GTK_IS_CONTAINER(stack)) return;
+                         GList* children = gtk_container_get_children(GTK_CONTAINER(stack));
+                         for (GList* c = children; c != nullptr; c = c->next) {
+                             auto* widget = static_cast<GtkWidget*>(c->data);
+                             auto view = gtk::ViewWidget::root(widget);
+                             const double opacity = gtk_widget_get_opacity(widget);
+                             if (!view || opacity <= 0 || !gtk_widget_get_mapped(widget)) continue;
+                             const bool checkout = hostsWebView(view);
+                             (*w->current)->mark(checkout ? "checkout shown" : "spinner painted");
+                             if (!checkout && opacity >= 1) (*w->current)->mark("spinner opaque");
                          }
-                         if (opacity <= 0) return;
-                         const bool spinner = top->isLoadingSpinner();
-                         (*w->current)->mark(spinner ? "spinner painted" : "checkout shown");
-                         if (spinner && opacity >= 1) (*w->current)->mark("spinner opaque");
+                         g_list_free(children);
                      }),
                      &frameWatch);
 
@@ -326,15 +344,21 @@ int child(int taps, const std::string& out) {
     gtk_widget_show_all(bareWindow);
     const std::string pageUrl = "https://" + sandbox.checkoutHost + "/checkout?session=bare";
     WebKitWebView* warmView = nullptr;
+    WebKitWebView* spareView = nullptr;  // made before it is needed, not loaded
     auto bareLoad = [&](bool fresh, Timeline& t) {
         GtkWidget* old = gtk_bin_get_child(GTK_BIN(bareWindow));
-        WebKitWebView* view = fresh || warmView == nullptr
-                                  ? WEBKIT_WEB_VIEW(webkit_web_view_new_with_context(bareContext))
-                                  : warmView;
+        WebKitWebView* view = warmView;
+        const bool fromSpare = fresh && spareView != nullptr;
+        if (fromSpare) {
+            view = std::exchange(spareView, nullptr);
+        } else if (fresh || warmView == nullptr) {
+            view = WEBKIT_WEB_VIEW(webkit_web_view_new_with_context(bareContext));
+        }
         if (old != GTK_WIDGET(view)) {
             if (old) gtk_container_remove(GTK_CONTAINER(bareWindow), old);
             gtk_container_add(GTK_CONTAINER(bareWindow), GTK_WIDGET(view));
             gtk_widget_show(GTK_WIDGET(view));
+            if (fromSpare) g_object_unref(view);  // the window holds it now
         }
         // The warm view is kept while fresh ones take its place in the window.
         if (!fresh && warmView == nullptr) warmView = WEBKIT_WEB_VIEW(g_object_ref_sink(view));
@@ -346,7 +370,7 @@ int child(int taps, const std::string& out) {
     };
 
     ViewWatch checkoutWatch;
-    std::vector<Timeline> library, bareFresh, bareWarm;
+    std::vector<Timeline> library, bareFresh, bareWarm, bareSpare;
     // The checkout's view exists once the handler of "configure" has run.
     onConfigure = [&] {
         g_idle_add_full(
@@ -363,7 +387,7 @@ int child(int taps, const std::string& out) {
             +[](gpointer data) { delete static_cast<std::function<void()>*>(data); });
     };
 
-    long libraryRss = 0;
+    long libraryRss = 0, hostRss = 0;
     for (int i = 0; i < taps; ++i) {
         if (i > 0) {
             // Beside each later tap, the bare engine on the same page (the warm view is made
@@ -375,6 +399,14 @@ int child(int taps, const std::string& out) {
             bareWarm.emplace_back();
             bareFresh.emplace_back();
             if (!bareLoad(false, bareWarm.back()) || !bareLoad(true, bareFresh.back())) {
+                std::fprintf(stderr, "checkout_timeline: the bare engine did not show the page\n");
+                return 1;
+            }
+            spareView =
+                WEBKIT_WEB_VIEW(g_object_ref_sink(webkit_web_view_new_with_context(bareContext)));
+            settle(1.0);
+            bareSpare.emplace_back();
+            if (!bareLoad(true, bareSpare.back())) {
                 std::fprintf(stderr, "checkout_timeline: the bare engine did not show the page\n");
                 return 1;
             }
@@ -398,7 +430,10 @@ int child(int taps, const std::string& out) {
             std::fprintf(stderr, "checkout_timeline: tap %d never showed the checkout\n", i);
             return 1;
         }
-        if (i == 0) libraryRss = childrenRssKb();
+        if (i == 0) {
+            libraryRss = childrenRssKb();
+            hostRss = selfRssKb();
+        }
         // The sandbox page cancels by itself once it is on screen; the button re-arms.
         if (!spin([&] { return presenter->topViewController() == root && recordedLoad >= 0; })) {
             std::fprintf(stderr, "checkout_timeline: tap %d: no end or no recorded load time\n", i);
@@ -413,7 +448,9 @@ int child(int taps, const std::string& out) {
     std::ofstream json(out);
     json << "{\"startup\":" << timelineJson(startupOut) << ",\"library\":" << listJson(library)
          << ",\"bareFresh\":" << listJson(bareFresh) << ",\"bareWarm\":" << listJson(bareWarm)
-         << ",\"rssKb\":{\"library\":" << libraryRss << ",\"withBare\":" << allRss << "}}\n";
+         << ",\"bareSpare\":" << listJson(bareSpare) << ",\"rssKb\":{\"library\":" << libraryRss
+         << ",\"withBare\":" << allRss << ",\"host\":" << hostRss
+         << ",\"hostAtStart\":" << hostAtStart << "}}\n";
     Logging::setSink({});
     gtk_widget_destroy(bareWindow);
     if (warmView) g_object_unref(warmView);
@@ -469,12 +506,9 @@ int main(int argc, char** argv) {
     }
     if (!childOut.empty()) return child(taps, childOut);
 
-    std::vector<Series> series{{"first tap", {}},
-                               {"later taps", {}},
-                               {"bare fresh view", {}},
-                               {"bare warm view", {}},
-                               {"start-up", {}}};
-    std::vector<double> rssLibrary, rssAll;
+    std::vector<Series> series{{"first tap", {}},      {"later taps", {}}, {"bare fresh view", {}},
+                               {"bare warm view", {}}, {"start-up", {}},   {"bare spare view", {}}};
+    std::vector<double> rssLibrary, rssAll, rssHost, rssHostAtStart;
     char dir[] = "/tmp/tandri-timeline-runs-XXXXXX";
     if (mkdtemp(dir) == nullptr) return 1;
     for (int r = 0; r < runs; ++r) {
@@ -495,9 +529,12 @@ int main(int argc, char** argv) {
         for (std::size_t i = 0; i < library.size(); ++i) series[i == 0 ? 0 : 1].add(library[i]);
         for (const auto& t : d.find("bareFresh")->asArray()) series[2].add(t);
         for (const auto& t : d.find("bareWarm")->asArray()) series[3].add(t);
+        for (const auto& t : d.find("bareSpare")->asArray()) series[5].add(t);
         series[4].add(*d.find("startup"));
         rssLibrary.push_back(d.find("rssKb")->find("library")->asDouble());
         rssAll.push_back(d.find("rssKb")->find("withBare")->asDouble());
+        rssHost.push_back(d.find("rssKb")->find("host")->asDouble());
+        rssHostAtStart.push_back(d.find("rssKb")->find("hostAtStart")->asDouble());
     }
     std::filesystem::remove_all(dir);
 
@@ -540,9 +577,15 @@ int main(int argc, char** argv) {
         "engine processes' resident memory: %.0f kB after the first checkout, %.0f kB "
         "with the bare views too\n",
         median(rssLibrary), median(rssAll));
+    std::printf(
+        "this process's resident memory: %.0f kB with the button page shown, %.0f kB after "
+        "the first checkout\n",
+        median(rssHostAtStart), median(rssHost));
     if (json) {
-        std::fprintf(json, "],\"rssKb\":{\"library\":%.0f,\"withBare\":%.0f}}\n",
-                     median(rssLibrary), median(rssAll));
+        std::fprintf(json,
+                     "],\"rssKb\":{\"library\":%.0f,\"withBare\":%.0f,\"host\":%.0f,"
+                     "\"hostAtStart\":%.0f}}\n",
+                     median(rssLibrary), median(rssAll), median(rssHost), median(rssHostAtStart));
         std::fclose(json);
     }
     return 0;
