@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Measures every figure of docs/performance.md on this machine and writes the page and its
 # plot again. Takes a few minutes; run it on a quiet machine.
-# Environment: N (round trips, default 5000), RUNS (demo start-ups, default 5), BUILD (the
-# Release build tree, default build/perf).
+# Environment: N (round trips, default 5000), RUNS (demo start-ups and timeline processes,
+# default 5), TAPS (checkouts per timeline process, default 6), BUILD (the Release build tree,
+# default build/perf).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 N="${N:-5000}"
 RUNS="${RUNS:-5}"
+TAPS="${TAPS:-6}"
 TANDRI_EXTRA_PACKAGES="time python3 binutils" bash scripts/install-deps.sh
 
 build="${BUILD:-build/perf}"
@@ -29,6 +31,11 @@ done
 echo "-- the same with a one-letter stored value (what carrying the record costs)"
 TANDRI_ROUND_TRIP_SMALL=1 scripts/with-display.sh "$gtk/library_round_trip" "$N" |
   tee "$out/round-trip-small.txt"
+
+echo "== tap to checkout against the sandbox, and the bare engine's load of the same page"
+scripts/with-display.sh "$gtk/checkout_timeline" --runs "$RUNS" --taps "$TAPS" \
+  --json "$out/timeline.json" | tee "$out/timeline.txt"
+"$gtk/plot_timeline" "$out/timeline.json" docs/performance-timeline.png
 
 echo "== start-up and heap on the simulated platform"
 "$build/tandri_bench" --benchmark_filter='Startup|HeapPerBridge' --benchmark_repetitions=5 \

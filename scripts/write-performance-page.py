@@ -133,6 +133,102 @@ if bursts:
 lines += [
     "![round trips](performance-round-trip.png)",
     "",
+]
+timeline_json = read_file(os.path.join(results, "timeline.json"))
+if timeline_json:
+    tl = json.loads(timeline_json)
+    series = {s["name"]: {e["name"]: e["ms"] for e in s["events"]} for s in tl["series"]}
+
+    def cell(name, event):
+        values = series.get(name, {}).get(event)
+        if not values:
+            return ""
+        return f"{statistics.median(values):.0f} ({min(values):.0f}-{max(values):.0f})"
+
+    events = ["spinner painted", "spinner opaque", "configure received", "response received", "page committed",
+              "page first paint", "page loaded", "configure answered", "launch received",
+              "checkout shown", "spinner load time"]
+    columns = ["first tap", "later taps", "bare fresh view", "bare spare view", "bare warm view"]
+    lines += [
+        "## Tap to checkout",
+        "",
+        f"`scripts/with-display.sh build/perf/src/Platform/Gtk/checkout_timeline --runs {tl['runs']} "
+        f"--taps {tl['taps']}`: {tl['runs']} processes, each a first start with fresh data, the demo",
+        "shop against the local sandbox checkout server (whose checkout page cancels itself once",
+        "shown, so the button re-arms for the next tap), a person's half-second pause before each tap.",
+        "Every time is taken from an event on the main loop with the monotonic clock: a window frame",
+        "painted (the frame clock's after-paint, with the loading or checkout screen on top), an",
+        "engine signal of the checkout's web view (load started: the response is being shown;",
+        "committed; the first draw after commit; finished), or a bridge message as the developer",
+        "log's sink sees it. Beside each later tap, no library code: the same checkout page loaded",
+        "in a new WebKitWebView (a context of its own with the same proxy and certificate), in a new",
+        "view made a second before the load but not loaded (spare), and in a view that has shown it",
+        "before (warm). Milliseconds since the tap (since the load call for the bare views): median",
+        "(min-max).",
+        "",
+        "| event | " + " | ".join(columns) + " |",
+        "|---|" + "---|" * len(columns),
+    ]
+    for event in events:
+        row = [cell(c, event) for c in columns]
+        if any(row):
+            lines.append(f"| {event} | " + " | ".join(row) + " |")
+    med = lambda name, event: statistics.median(series[name][event])
+    warm = med("bare warm view", "page first paint")
+    later = med("later taps", "page first paint")
+    first = med("first tap", "page first paint")
+    lines += [
+        "",
+        f"Tap to the checkout page's first paint over the warm bare load of the same page: later taps "
+        f"{later / warm:.2f}, the first tap {first / warm:.2f} (goal 1.15). The first tap over later "
+        f"taps: {first / later:.2f} (goal 1.3).",
+        "",
+    ]
+    lines += [
+        "Where the time goes. The library's own steps are short: the page's \"configure\" arrives",
+        "within a few tens of milliseconds of the tap, and from the checkout document's commit to the",
+        "checkout screen on top is a few frames (the load's end answers \"configure\", the page says",
+        "\"launch\", the spinner goes without a fade and the checkout comes in). The wait is the",
+        "checkout's web view getting its page at all: it is a new view, and the engine gives a new",
+        "view its web process and its first document only at its first load, as the bare fresh",
+        "view shows. A view made a second early but not loaded (the spare column) commits sooner",
+        "than a fresh one, yet still takes the better part of a second, like the library's own view",
+        "(which is made when \"configure\" arrives, well before its response is shown). Only a view",
+        "that has already loaded a page of the checkout's site is as quick as the warm column, and",
+        "loading one in advance would give the checkout page a history entry and a document before",
+        "its own, which a page can see. So the goal of 1.15 times the warm load is not met, and the",
+        "timeline shows why. The spinner's fade (200 ms) is not on the way to the checkout: the",
+        "request goes out while it fades in.",
+        "",
+        "Before the loading screen's frames were decoded ahead of the tap (260 images of 300 by 300",
+        "pixels, decoded on the first spinner, on the main loop) the first tap waited for them: with",
+        "the same benchmark (2 processes of 4 taps), the first tap's \"configure\" arrived after",
+        "1021 ms (8 for later taps), its spinner showed after 1234 ms, and its checkout first painted after",
+        "2451 ms against 1026 for later taps (first over later 2.39; goal 1.3). The frames are now",
+        "decoded while the main loop is idle after the set-up, one per turn; they take about 94 MiB",
+        "(260 x 300 x 300 x 4 bytes), which the first spinner took anyway, now held from the start.",
+        "",
+    ]
+    startup_row = series.get("start-up", {})
+    if startup_row.get("button page shown"):
+        lines += [
+            f"Start-up, from the set-up call (`install`, which runs `configure`) to the button page's "
+            f"first draw: median {cell('start-up', 'button page shown')} ms "
+            f"(its document committed at {cell('start-up', 'button page committed')}).",
+            "",
+        ]
+    rss = tl.get("rssKb", {})
+    if rss:
+        lines += [
+            f"Resident memory of the engine's processes (web and network) after the first checkout: "
+            f"{rss['library'] / 1024:.0f} MiB; with the bare engine's own context and views as well: "
+            f"{rss['withBare'] / 1024:.0f} MiB. The shop's own process: "
+            f"{rss.get('hostAtStart', 0) / 1024:.0f} MiB with the button page shown, "
+            f"{rss.get('host', 0) / 1024:.0f} MiB after the first checkout.",
+            "",
+        ]
+    lines += ["![tap to checkout](performance-timeline.png)", ""]
+lines += [
     "## Start-up",
     "",
     "`build/perf/tandri_bench --benchmark_filter='Startup|HeapPerBridge' --benchmark_repetitions=5`",

@@ -87,6 +87,10 @@ void LoadingSpinnerViewController::setupCloseButton() {
     });
 }
 
+std::string LoadingSpinnerViewController::frameName(int index) {
+    return "square_animation" + std::to_string(index);
+}
+
 void LoadingSpinnerViewController::beginLoadingAnimation() {
     using A = LayoutAttribute;
     loadingImageView = std::make_shared<ImageView>();
@@ -98,7 +102,7 @@ void LoadingSpinnerViewController::beginLoadingAnimation() {
     std::vector<BitmapRef> frames;
     frames.reserve(kFrameCount);
     for (int i = 0; i < kFrameCount; ++i) {
-        std::string name = "square_animation" + std::to_string(i);
+        std::string name = frameName(i);
         auto frame = imageNamed(name);
         // The animation cannot be shown with a hole in it: the library's bundle is broken.
         if (!frame) fatalError("the library's image \"" + name + "\" is missing");

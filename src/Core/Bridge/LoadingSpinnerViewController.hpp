@@ -56,6 +56,8 @@ class LoadingSpinnerViewController : public ViewController {
     std::shared_ptr<DataReportingDelegate> delegate;
 
     static constexpr int kFrameCount = 260;
+    /// The bundle's name of animation frame `index` (0 to kFrameCount - 1).
+    static std::string frameName(int index);
     /// One pass over every frame, in seconds: a single-precision 10.4.
     static constexpr double kAnimationDuration = static_cast<double>(10.4F);
 

@@ -3,11 +3,14 @@
 
 #include <glib.h>
 
+#include <algorithm>
 #include <cctype>
 #include <utility>
 
+#include "Core/Bridge/LoadingSpinnerViewController.hpp"
 #include "Core/Utils/Logging.hpp"
 #include "Core/Utils/URL.hpp"
+#include "Core/Views/ImageAssets.hpp"
 #include "Core/Views/ViewController.hpp"
 #include "Platform/Gtk/GioURLOpener.hpp"
 #include "Platform/Gtk/GtkCookies.hpp"
@@ -28,6 +31,23 @@
 namespace tandri::gtk {
 
 namespace {
+
+/// Decodes the loading screen's frames while the main loop has nothing else to do, a few at a
+/// time, into the images every spinner shares: the first tap then shows its spinner at once
+/// instead of decoding all of them first (about a second on a slow machine).
+void prepareLoadingFrames() {
+    constexpr int kPerTurn = 1;
+    g_idle_add_full(
+        G_PRIORITY_LOW,
+        [](gpointer data) -> gboolean {
+            int& next = *static_cast<int*>(data);
+            const int end = std::min(next + kPerTurn, LoadingSpinnerViewController::kFrameCount);
+            for (; next < end; ++next) imageNamed(LoadingSpinnerViewController::frameName(next));
+            return next < LoadingSpinnerViewController::kFrameCount ? G_SOURCE_CONTINUE
+                                                                    : G_SOURCE_REMOVE;
+        },
+        new int(0), [](gpointer data) { delete static_cast<int*>(data); });
+}
 
 /// "com.example.shop": letters, digits, '_' and '-' in dot-separated elements, at least two, as
 /// GLib's application ids; it becomes a directory name, so nothing else gets through.
@@ -150,6 +170,7 @@ std::shared_ptr<Installation> install(GtkWindow* window, Options options) {
     Platform::install(std::move(ports));
     GtkLifecycle::follow(window);
     TandriCheckoutSDK::configure();
+    prepareLoadingFrames();
     auto installation = std::make_shared<Installation>(std::move(impl));
     current() = installation;
     return installation;
