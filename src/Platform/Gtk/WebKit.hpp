@@ -32,7 +32,51 @@ inline WebKitNetworkSession* networkSessionOf(WebKitWebContext* context) {
     return static_cast<WebKitNetworkSession*>(
         g_object_get_data(G_OBJECT(context), kNetworkSessionKey));
 }
+
+// The session the context's views are made with: its own, or the engine's default one.
+inline WebKitNetworkSession* sessionOf(WebKitWebContext* context) {
+    WebKitNetworkSession* session = networkSessionOf(context);
+    return session != nullptr ? session : webkit_network_session_get_default();
+}
 #endif
+
+// The cookie store the context's views share.
+inline WebKitCookieManager* cookieManagerOf(WebKitWebContext* context) {
+#if TANDRI_GTK_MAJOR == 4
+    return webkit_network_session_get_cookie_manager(sessionOf(context));
+#else
+    return webkit_web_context_get_cookie_manager(context);
+#endif
+}
+
+inline WebKitCookieManager* cookieManagerOf(WebKitWebView* view) {
+#if TANDRI_GTK_MAJOR == 4
+    return webkit_network_session_get_cookie_manager(webkit_web_view_get_network_session(view));
+#else
+    return webkit_web_context_get_cookie_manager(webkit_web_view_get_context(view));
+#endif
+}
+
+// The proxy every request of the context's views goes through.
+inline void setProxy(WebKitWebContext* context, WebKitNetworkProxySettings* proxy) {
+#if TANDRI_GTK_MAJOR == 4
+    webkit_network_session_set_proxy_settings(sessionOf(context), WEBKIT_NETWORK_PROXY_MODE_CUSTOM,
+                                              proxy);
+#else
+    webkit_website_data_manager_set_network_proxy_settings(
+        webkit_web_context_get_website_data_manager(context), WEBKIT_NETWORK_PROXY_MODE_CUSTOM,
+        proxy);
+#endif
+}
+
+inline void allowCertificateForHost(WebKitWebContext* context, GTlsCertificate* certificate,
+                                    const char* host) {
+#if TANDRI_GTK_MAJOR == 4
+    webkit_network_session_allow_tls_certificate_for_host(sessionOf(context), certificate, host);
+#else
+    webkit_web_context_allow_tls_certificate_for_host(context, certificate, host);
+#endif
+}
 
 // A context that keeps nothing on disk.
 inline WebKitWebContext* newEphemeralContext() {
