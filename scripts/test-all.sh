@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds everything from nothing and runs every test:
-#   1. a warnings-as-errors build, all tests through CTest (the real-engine
+#   1. a warnings-as-errors build (the GTK platform for GTK 3 and, in the same tree, for GTK 4),
+#      all tests through CTest (the real-engine
 #      tests under Xvfb when there is no display), then its installation and its Debian
 #      packages (installed into the system, built against and purged);
 #   2. an AddressSanitizer + UndefinedBehaviorSanitizer build, all tests again;
@@ -20,7 +21,7 @@ FUZZ_SECONDS="${FUZZ_SECONDS:-60}"
 
 stage "build (warnings as errors)"
 cmake -S . -B build/ci -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTANDRI_WERROR=ON \
-  -DTANDRI_GTK=ON
+  -DTANDRI_GTK=ON -DTANDRI_GTK4=ON
 cmake --build build/ci -j "$JOBS"
 stage "tests"
 ctest --test-dir build/ci --output-on-failure -j "$JOBS"

@@ -142,7 +142,7 @@ TEST_F(DocumentBindingTest, AStepBackInHistoryGivesTheOldPageItsOwnChannelOnly) 
     ASSERT_TRUE(waitFor(view, "location.pathname + ' ' + document.readyState", "/b complete"));
     EXPECT_EQ(run(view, "handOver()"), "handed");
     ASSERT_EQ(windows.size(), 2u);
-    popup = WEBKIT_WEB_VIEW(gtk_bin_get_child(GTK_BIN(windows[1])));
+    popup = WEBKIT_WEB_VIEW(windowChild(windows[1]));
     webkit_web_view_go_back(view);
     ASSERT_TRUE(waitFor(view, "location.pathname + ' ' + document.readyState", "/a complete"));
     const std::string restored = run(view, "String(window.persisted)");

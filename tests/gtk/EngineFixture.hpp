@@ -14,6 +14,7 @@
 
 #include "Platform/Gtk/ScriptChannel.hpp"
 #include "Platform/WebView.hpp"
+#include "Toolkit.hpp"
 
 namespace tandri::gtk::testing {
 
@@ -54,27 +55,23 @@ inline void finishWithHTML(WebKitURISchemeRequest* request, const std::string& h
 
 class EngineFixture : public ::testing::Test {
   public:
-    static void SetUpTestSuite() { gtk_init(nullptr, nullptr); }
+    static void SetUpTestSuite() { initToolkit(); }
 
     void SetUp() override {
-        context = webkit_web_context_new_ephemeral();
+        context = newEphemeralContext();
         ScriptChannel::prepareContext(context, "tandriMessage");
     }
     void TearDown() override {
-        for (GtkWidget* window : windows) gtk_widget_destroy(window);
+        for (GtkWidget* window : windows) destroyWindow(window);
         g_object_unref(context);
     }
 
     WebKitWebView* makeView(WebKitWebView* related = nullptr) {
-        GtkWidget* widget = related ? webkit_web_view_new_with_related_view(related)
-                                    : webkit_web_view_new_with_context(context);
+        GtkWidget* widget = related ? newRelatedWebView(related) : newWebView(context);
         auto* webView = WEBKIT_WEB_VIEW(widget);
         webkit_settings_set_javascript_can_open_windows_automatically(
             webkit_web_view_get_settings(webView), TRUE);
-        GtkWidget* window = gtk_offscreen_window_new();
-        gtk_container_add(GTK_CONTAINER(window), widget);
-        gtk_widget_show_all(window);
-        windows.push_back(window);
+        windows.push_back(showInWindow(widget));
         ScriptChannel::connect(webView, [this](WebKitWebView* from, const ChannelPost& post) {
             received.push_back({from, post});
         });

@@ -137,7 +137,7 @@ TEST_F(HttpLoaderTest, PostArrivesExactlyAndTheResponseBecomesThePageOfItsUrl) {
     SoupCookie* earlier = soup_cookie_new("earlier", "1", "127.0.0.1", "/", -1);
     bool added = false;
     webkit_cookie_manager_add_cookie(
-        webkit_web_context_get_cookie_manager(context), earlier, nullptr,
+        tandri::gtk::cookieManagerOf(context), earlier, nullptr,
         +[](GObject*, GAsyncResult*, gpointer done) { *static_cast<bool*>(done) = true; }, &added);
     soup_cookie_free(earlier);
     ASSERT_TRUE(spinUntil([&] { return added; }, std::chrono::seconds(5)));

@@ -95,7 +95,7 @@ TEST_F(ScriptChannelTest, AStaleReferenceKeptByAPopupIsDropped) {
         "https://evil.example/");
     ASSERT_TRUE(spinUntil([&] { return received.size() >= 1 && windows.size() == 2; },
                           std::chrono::seconds(20)));
-    popup = WEBKIT_WEB_VIEW(gtk_bin_get_child(GTK_BIN(windows[1])));
+    popup = WEBKIT_WEB_VIEW(windowChild(windows[1]));
     EXPECT_EQ(received[0].post.frameUri, "https://evil.example/");
     received.clear();
 
@@ -150,30 +150,26 @@ using namespace tandri::gtk::testing;
 // engine may remake its namespace objects under the page, and our channel must survive that.
 TEST_F(EngineFixture, TheChannelLivesBesideTheHostsOwnEngineHandlers) {
     WebKitUserContentManager* contents = webkit_user_content_manager_new();
-    webkit_user_content_manager_register_script_message_handler(contents, "host");
+    tandri::gtk::registerHostHandler(contents, "host");
     struct Host {
         WebKitWebView* view = nullptr;
         int posts = 0;
         int target = 0;
     } host;
     // Each host message is answered by evaluating the page's next post, one after the other.
-    g_signal_connect(
-        contents, "script-message-received::host",
-        G_CALLBACK(+[](WebKitUserContentManager*, WebKitJavascriptResult*, gpointer data) {
-            auto* h = static_cast<Host*>(data);
-            if (++h->posts < h->target) {
-                webkit_web_view_evaluate_javascript(h->view, "next()", -1, nullptr, nullptr,
-                                                    nullptr, nullptr, nullptr);
-            }
-        }),
-        &host);
-    auto* view = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", context,
-                                              "user-content-manager", contents, nullptr));
+    g_signal_connect(contents, "script-message-received::host",
+                     G_CALLBACK(+[](WebKitUserContentManager*, gpointer, gpointer data) {
+                         auto* h = static_cast<Host*>(data);
+                         if (++h->posts < h->target) {
+                             webkit_web_view_evaluate_javascript(h->view, "next()", -1, nullptr,
+                                                                 nullptr, nullptr, nullptr,
+                                                                 nullptr);
+                         }
+                     }),
+                     &host);
+    auto* view = WEBKIT_WEB_VIEW(tandri::gtk::newWebView(context, contents));
     host.view = view;
-    GtkWidget* window = gtk_offscreen_window_new();
-    gtk_container_add(GTK_CONTAINER(window), GTK_WIDGET(view));
-    gtk_widget_show_all(window);
-    windows.push_back(window);
+    windows.push_back(showInWindow(GTK_WIDGET(view)));
     tandri::gtk::ScriptChannel::connect(
         view, [this](WebKitWebView* from, const tandri::gtk::ChannelPost& post) {
             received.push_back({from, post});

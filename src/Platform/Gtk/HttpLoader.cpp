@@ -41,10 +41,6 @@ struct Fetch {
     }
 };
 
-WebKitCookieManager* cookieManagerOf(WebKitWebView* view) {
-    return webkit_web_context_get_cookie_manager(webkit_web_view_get_context(view));
-}
-
 void finish(Fetch* fetch) {
     fetch->done(fetch->response);
     delete fetch;
@@ -216,17 +212,15 @@ void cookiesRead(GObject* source, GAsyncResult* result, gpointer data) {
 }  // namespace
 
 void NetworkSettings::applyTo(WebKitWebContext* context) const {
-    WebKitWebsiteDataManager* data = webkit_web_context_get_website_data_manager(context);
     if (!proxyUri.empty()) {
         WebKitNetworkProxySettings* proxy =
             webkit_network_proxy_settings_new(proxyUri.c_str(), nullptr);
-        webkit_website_data_manager_set_network_proxy_settings(
-            data, WEBKIT_NETWORK_PROXY_MODE_CUSTOM, proxy);
+        setProxy(context, proxy);
         webkit_network_proxy_settings_free(proxy);
     }
     if (GTlsCertificate* certificate = loadCertificate(trustedCertificateFile)) {
         for (const auto& host : trustedHosts) {
-            webkit_web_context_allow_tls_certificate_for_host(context, certificate, host.c_str());
+            allowCertificateForHost(context, certificate, host.c_str());
         }
         g_object_unref(certificate);
     }

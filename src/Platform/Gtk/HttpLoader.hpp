@@ -7,13 +7,13 @@
 // server sets (redirects included) is handed back to the context before the
 // page is shown, so the page and its later requests see one cookie jar.
 
-#include <webkit2/webkit2.h>
-
 #include <functional>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "Platform/Gtk/WebKit.hpp"
 
 namespace tandri::gtk {
 

@@ -40,9 +40,8 @@ void deleteReceiver(gpointer data, GClosure*) {
 }  // namespace
 
 void ScriptChannel::prepareContext(WebKitWebContext* context, const std::string& channel) {
-    webkit_web_context_set_web_extensions_directory(context, webExtensionsDirectory().c_str());
-    webkit_web_context_set_web_extensions_initialization_user_data(
-        context, g_variant_new_string(channel.c_str()));
+    setWebProcessModule(context, webExtensionsDirectory().c_str(),
+                        g_variant_new_string(channel.c_str()));
 }
 
 gulong ScriptChannel::connect(WebKitWebView* view, Receiver receiver) {

@@ -4,10 +4,10 @@
 // context delivers its pages' posts on the channel, each labelled with the URI
 // of the frame that posted it (see WebProcess/ScriptChannelExtension.cpp).
 
-#include <webkit2/webkit2.h>
-
 #include <functional>
 #include <string>
+
+#include "Platform/Gtk/WebKit.hpp"
 
 namespace tandri::gtk {
 

@@ -21,17 +21,35 @@
 // Answers go the other way as "tandri.evaluate" messages naming the top
 // document they are meant for; once that document has gone they are dropped.
 
-#include <webkit2/webkit-web-extension.h>
-
 #include <string>
 
+// The one place the two engine generations differ here: WebKitGTK 6.0 renamed the module's
+// type, its page lookup and its entry point.
+#if TANDRI_GTK_MAJOR == 4
+#include <webkit/webkit-web-process-extension.h>
+using WebExtension = WebKitWebProcessExtension;
+#define TANDRI_WEB_EXTENSION_ENTRY webkit_web_process_extension_initialize_with_user_data
+#else
+#include <webkit2/webkit-web-extension.h>
+using WebExtension = WebKitWebExtension;
+#define TANDRI_WEB_EXTENSION_ENTRY webkit_web_extension_initialize_with_user_data
+#endif
+
 namespace {
+
+WebKitWebPage* pageOf(WebExtension* extension, guint64 id) {
+#if TANDRI_GTK_MAJOR == 4
+    return webkit_web_process_extension_get_page(extension, id);
+#else
+    return webkit_web_extension_get_page(extension, id);
+#endif
+}
 
 constexpr const char* kUserMessageName = "tandri.script-message";
 constexpr const char* kEvaluateMessageName = "tandri.evaluate";
 constexpr const char* kTokenProperty = "documentToken";
 
-WebKitWebExtension* gExtension = nullptr;
+WebExtension* gExtension = nullptr;
 WebKitScriptWorld* gTokenWorld = nullptr;
 std::string gChannel = "tandriMessage";
 
@@ -96,7 +114,7 @@ void postMessage(JSCValue* body, gpointer data) {
         g_object_unref(frame);
         return;
     }
-    WebKitWebPage* page = webkit_web_extension_get_page(gExtension, binding->pageId);
+    WebKitWebPage* page = pageOf(gExtension, binding->pageId);
     if (page == nullptr) {
         g_object_unref(frame);
         return;
@@ -161,7 +179,7 @@ gboolean evaluateInDocument(WebKitWebPage* page, WebKitUserMessage* message, gpo
     return TRUE;
 }
 
-void pageCreated(WebKitWebExtension*, WebKitWebPage* page, gpointer) {
+void pageCreated(WebExtension*, WebKitWebPage* page, gpointer) {
     g_signal_connect(page, "user-message-received", G_CALLBACK(evaluateInDocument), nullptr);
 }
 
@@ -213,8 +231,8 @@ void windowObjectCleared(WebKitScriptWorld* world, WebKitWebPage* page, WebKitFr
 
 }  // namespace
 
-extern "C" G_MODULE_EXPORT void webkit_web_extension_initialize_with_user_data(
-    WebKitWebExtension* extension, const GVariant* userData) {
+extern "C" G_MODULE_EXPORT void TANDRI_WEB_EXTENSION_ENTRY(WebExtension* extension,
+                                                           const GVariant* userData) {
     gExtension = extension;
     if (userData != nullptr &&
         g_variant_is_of_type(const_cast<GVariant*>(userData), G_VARIANT_TYPE_STRING)) {

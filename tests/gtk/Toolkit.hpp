@@ -1,0 +1,47 @@
+#pragma once
+
+// Where the tests touch the toolkit itself, the same for GTK 3 and GTK 4.
+
+#include <gtk/gtk.h>
+
+namespace tandri::gtk::testing {
+
+inline void initToolkit() {
+#if TANDRI_GTK_MAJOR == 4
+    gtk_init();
+#else
+    gtk_init(nullptr, nullptr);
+#endif
+}
+
+// A shown top-level window holding `child`, drawn off screen where the toolkit can.
+inline GtkWidget* showInWindow(GtkWidget* child) {
+#if TANDRI_GTK_MAJOR == 4
+    GtkWidget* window = gtk_window_new();
+    gtk_window_set_child(GTK_WINDOW(window), child);
+    gtk_window_present(GTK_WINDOW(window));
+#else
+    GtkWidget* window = gtk_offscreen_window_new();
+    gtk_container_add(GTK_CONTAINER(window), child);
+    gtk_widget_show_all(window);
+#endif
+    return window;
+}
+
+inline GtkWidget* windowChild(GtkWidget* window) {
+#if TANDRI_GTK_MAJOR == 4
+    return gtk_window_get_child(GTK_WINDOW(window));
+#else
+    return gtk_bin_get_child(GTK_BIN(window));
+#endif
+}
+
+inline void destroyWindow(GtkWidget* window) {
+#if TANDRI_GTK_MAJOR == 4
+    gtk_window_destroy(GTK_WINDOW(window));
+#else
+    gtk_widget_destroy(window);
+#endif
+}
+
+}  // namespace tandri::gtk::testing
