@@ -86,7 +86,9 @@ bool onDisk(const std::filesystem::path& dir, const std::string& prefix, const s
     for (auto it = std::filesystem::recursive_directory_iterator(dir, error);
          !error && it != std::filesystem::recursive_directory_iterator(); it.increment(error)) {
         if (!it->is_regular_file(error)) continue;
-        if (std::filesystem::relative(it->path(), dir).string().rfind(prefix, 0) != 0) continue;
+        // Lexically: the engine's journal files come and go while this looks, and a path made
+        // canonical must still exist.
+        if (it->path().lexically_relative(dir).string().rfind(prefix, 0) != 0) continue;
         std::ifstream in(it->path(), std::ios::binary);
         std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
         if (bytes.find(text) != std::string::npos || bytes.find(wide) != std::string::npos) {
