@@ -123,6 +123,30 @@ TEST_F(LaunchTest, ConfigureBuildsTheCheckoutRequestAndAnswersWhenItsPageHasLoad
                   R"(window.button.receive({"name":"forward","id":"9","data":{"step":2}}))"});
 }
 
+TEST_F(LaunchTest, OnlyACheckoutOfTheButtonPagesOwnOriginStartsBesideIt) {
+    view(bridge).setURL(page);
+    auto configure = [&](const std::string& url) {
+        post(R"({"name":"configure","id":"1","messagePath":"window.button.receive",)"
+             R"("data":{"url":")" +
+             url + R"(","messagePath":"rxo.receive"}})");
+        EXPECT_TRUE(bridge->rxoBridge) << url;
+        return bridge->rxoBridge ? view(bridge->rxoBridge).madeBeside.lock() : nullptr;
+    };
+    const std::string host = "checkout." + makerDomain();
+    // Same origin: case and the default port do not make another one.
+    EXPECT_EQ(configure("https://" + host + "/pay?session=1"), bridge->webView);
+    EXPECT_EQ(configure("HTTPS://CHECKOUT." + makerDomain() + ":443/pay"), bridge->webView);
+    // Another host of the same site, another port, another scheme: a process of its own.
+    for (const std::string& url :
+         {"https://pay." + makerDomain() + "/pay", "https://" + host + ":8443/pay",
+          "http://" + host + "/pay", "https://" + host + ".evil.test/pay"}) {
+        EXPECT_EQ(configure(url), nullptr) << url;
+    }
+    // A button view that shows nothing yet has no origin to share.
+    view(bridge).setURL(std::nullopt);
+    EXPECT_EQ(configure("https://" + host + "/pay"), nullptr);
+}
+
 TEST_F(LaunchTest, ACancelledSpinnerRefusesOneLaunchWhenThePageOpensTheCheckoutItself) {
     EXPECT_EQ(post(R"({"name":"launch","id":"0"})"),
               std::vector<std::string>{

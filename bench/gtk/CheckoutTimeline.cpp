@@ -344,7 +344,7 @@ int child(int taps, const std::string& out) {
     gtk_widget_show_all(bareWindow);
     const std::string pageUrl = "https://" + sandbox.checkoutHost + "/checkout?session=bare";
     WebKitWebView* warmView = nullptr;
-    WebKitWebView* spareView = nullptr;  // made before it is needed, not loaded
+    WebKitWebView* spareView = nullptr;  // made before it is needed (and maybe primed)
     auto bareLoad = [&](bool fresh, Timeline& t) {
         GtkWidget* old = gtk_bin_get_child(GTK_BIN(bareWindow));
         WebKitWebView* view = warmView;
@@ -370,7 +370,7 @@ int child(int taps, const std::string& out) {
     };
 
     ViewWatch checkoutWatch;
-    std::vector<Timeline> library, bareFresh, bareWarm, bareSpare;
+    std::vector<Timeline> library, bareFresh, bareWarm, bareSpare, barePrimed, bareRelated;
     // The checkout's view exists once the handler of "configure" has run.
     onConfigure = [&] {
         g_idle_add_full(
@@ -407,6 +407,43 @@ int child(int taps, const std::string& out) {
             settle(1.0);
             bareSpare.emplace_back();
             if (!bareLoad(true, bareSpare.back())) {
+                std::fprintf(stderr, "checkout_timeline: the bare engine did not show the page\n");
+                return 1;
+            }
+            // Primed: made a second early and given an empty document, so its web process runs.
+            spareView =
+                WEBKIT_WEB_VIEW(g_object_ref_sink(webkit_web_view_new_with_context(bareContext)));
+            webkit_web_view_load_uri(spareView, "about:blank");
+            settle(1.0);
+            barePrimed.emplace_back();
+            if (!bareLoad(true, barePrimed.back())) {
+                std::fprintf(stderr, "checkout_timeline: the bare engine did not show the page\n");
+                return 1;
+            }
+            {
+                // What the page sees of the empty document before it.
+                auto* shown = WEBKIT_WEB_VIEW(gtk_bin_get_child(GTK_BIN(bareWindow)));
+                std::string length;
+                webkit_web_view_evaluate_javascript(
+                    shown, "String(history.length)", -1, nullptr, nullptr, nullptr,
+                    +[](GObject* o, GAsyncResult* r, gpointer data) {
+                        JSCValue* v =
+                            webkit_web_view_evaluate_javascript_finish(WEBKIT_WEB_VIEW(o), r, nullptr);
+                        char* text = v ? jsc_value_to_string(v) : nullptr;
+                        *static_cast<std::string*>(data) = text ? text : "?";
+                        g_free(text);
+                        if (v) g_object_unref(v);
+                    },
+                    &length);
+                spin([&] { return !length.empty(); });
+                std::fprintf(stderr, "primed view: history.length %s\n", length.c_str());
+            }
+            // Related: made at the load, sharing the web process of a view already showing a
+            // page of the same site.
+            spareView = WEBKIT_WEB_VIEW(g_object_ref_sink(
+                g_object_new(WEBKIT_TYPE_WEB_VIEW, "related-view", warmView, nullptr)));
+            bareRelated.emplace_back();
+            if (!bareLoad(true, bareRelated.back())) {
                 std::fprintf(stderr, "checkout_timeline: the bare engine did not show the page\n");
                 return 1;
             }
@@ -448,7 +485,8 @@ int child(int taps, const std::string& out) {
     std::ofstream json(out);
     json << "{\"startup\":" << timelineJson(startupOut) << ",\"library\":" << listJson(library)
          << ",\"bareFresh\":" << listJson(bareFresh) << ",\"bareWarm\":" << listJson(bareWarm)
-         << ",\"bareSpare\":" << listJson(bareSpare) << ",\"rssKb\":{\"library\":" << libraryRss
+         << ",\"bareSpare\":" << listJson(bareSpare) << ",\"barePrimed\":" << listJson(barePrimed)
+         << ",\"bareRelated\":" << listJson(bareRelated) << ",\"rssKb\":{\"library\":" << libraryRss
          << ",\"withBare\":" << allRss << ",\"host\":" << hostRss
          << ",\"hostAtStart\":" << hostAtStart << "}}\n";
     Logging::setSink({});
@@ -507,7 +545,8 @@ int main(int argc, char** argv) {
     if (!childOut.empty()) return child(taps, childOut);
 
     std::vector<Series> series{{"first tap", {}},      {"later taps", {}}, {"bare fresh view", {}},
-                               {"bare warm view", {}}, {"start-up", {}},   {"bare spare view", {}}};
+                               {"bare warm view", {}}, {"start-up", {}},   {"bare spare view", {}},
+                               {"bare primed view", {}}, {"bare related view", {}}};
     std::vector<double> rssLibrary, rssAll, rssHost, rssHostAtStart;
     char dir[] = "/tmp/tandri-timeline-runs-XXXXXX";
     if (mkdtemp(dir) == nullptr) return 1;
@@ -530,6 +569,8 @@ int main(int argc, char** argv) {
         for (const auto& t : d.find("bareFresh")->asArray()) series[2].add(t);
         for (const auto& t : d.find("bareWarm")->asArray()) series[3].add(t);
         for (const auto& t : d.find("bareSpare")->asArray()) series[5].add(t);
+        for (const auto& t : d.find("barePrimed")->asArray()) series[6].add(t);
+        for (const auto& t : d.find("bareRelated")->asArray()) series[7].add(t);
         series[4].add(*d.find("startup"));
         rssLibrary.push_back(d.find("rssKb")->find("library")->asDouble());
         rssAll.push_back(d.find("rssKb")->find("withBare")->asDouble());

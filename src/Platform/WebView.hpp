@@ -231,6 +231,15 @@ class WebViewFactory {
     virtual std::shared_ptr<WebView> makeWebView(
         std::shared_ptr<WebViewConfiguration> configuration) = 0;
     std::shared_ptr<WebView> makeWebView() { return makeWebView(makeConfiguration()); }
+    /// A view for a page of the origin `sameOrigin` shows (the caller has checked it): a platform
+    /// may start it in `sameOrigin`'s engine process, already running, instead of a new one, as
+    /// long as the two share nothing their pages can see. By default, a view like any other.
+    virtual std::shared_ptr<WebView> makeWebViewBeside(
+        std::shared_ptr<WebViewConfiguration> configuration,
+        const std::shared_ptr<WebView>& sameOrigin) {
+        (void)sameOrigin;
+        return makeWebView(std::move(configuration));
+    }
 };
 
 }  // namespace tandri

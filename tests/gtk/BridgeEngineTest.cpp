@@ -5,8 +5,13 @@
 
 #include <gio/gio.h>
 
+#include <unistd.h>
+
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <set>
+#include <sstream>
 #include <string>
 
 #include "Core/Bridge/JSBridge.hpp"
@@ -223,6 +228,109 @@ TEST_F(BridgeEngineTest, AnAnswerForADocumentThatHasGoneIsDropped) {
     evaluate(view, "ch.postMessage({name: 'fast', id: 'own'}), 'sent'");
     ASSERT_TRUE(spinUntil([&] { return answers() != "\"\""; }, std::chrono::seconds(20)));
     EXPECT_EQ(answers(), "\"own:fast own\"");
+}
+
+/// The engine's web processes this process has started and that are still running.
+int webProcesses() {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        std::ifstream stat(entry.path() / "stat");
+        std::string line;
+        if (!std::getline(stat, line)) continue;
+        // "pid (comm) state ppid ...": the name may hold blanks, the last ')' ends it.
+        auto close = line.rfind(')');
+        auto open = line.find('(');
+        if (open == std::string::npos || close == std::string::npos) continue;
+        std::istringstream rest(line.substr(close + 2));
+        char state = 0;
+        long parent = 0;
+        rest >> state >> parent;
+        if (parent == getpid() &&
+            line.substr(open + 1, close - open - 1).starts_with("WebKitWebProc"))
+            ++count;
+    }
+    return count;
+}
+
+TEST_F(BridgeEngineTest, AViewMadeBesideAnotherSharesItsProcessAndNothingItsPageCanSee) {
+    auto [button, buttonBridge] = storageBridge();
+    auto page = [](const std::string& name) {
+        return "<html><body><script>document.title = '" + name + "';</script></body></html>";
+    };
+    auto showing = [&](const std::shared_ptr<WebView>& view, const std::string& name) {
+        return spinUntil(
+            [&] {
+                return evaluate(view, "document.title + ' ' + document.readyState") ==
+                       "\"" + name + " complete\"";
+            },
+            std::chrono::seconds(20));
+    };
+    button->loadHTMLString(page("button"), std::string("https://checkout.tandri.test/button"));
+    ASSERT_TRUE(showing(button, "button"));
+    evaluate(button, "sessionStorage.setItem('kept', 'by the button'); window.name = 'button'; ''");
+    const std::string buttonAgent = evaluate(button, "navigator.userAgent");
+    const int before = webProcesses();
+    ASSERT_GE(before, 1);
+
+    auto beside = factory->makeWebViewBeside(factory->makeConfiguration(), button);
+    GtkWidget* second = gtk_offscreen_window_new();
+    gtk_container_add(GTK_CONTAINER(second),
+                      GTK_WIDGET(static_cast<GtkWebView&>(*beside).widget()));
+    gtk_widget_show_all(second);
+    beside->setCustomUserAgent("beside/1");
+    auto bridge = JSBridge::create(beside);
+    bridge->messageHandlerPath = "receive";
+    bridge->messageHandlers["who"] = [](const JSTandriMessage& message, JSCompletion done) {
+        done(JSResult::success(Value("beside " + message.identifier())));
+    };
+    beside->loadHTMLString(
+        "<html><body><script>window.answers = []; function receive(r) { answers.push(r.data); }"
+        " window.webkit.messageHandlers.tandriMessage.postMessage({name: 'who', id: '1'});"
+        " document.title = 'pay';</script></body></html>",
+        std::string("https://checkout.tandri.test/pay"));
+    ASSERT_TRUE(showing(beside, "pay"));
+    EXPECT_EQ(webProcesses(), before);
+    // A document of its own: no history, opener, name or session storage from the button's,
+    // its own user agent, its own channel.
+    EXPECT_EQ(evaluate(beside,
+                       "[history.length, String(window.opener), window.name,"
+                       " String(sessionStorage.getItem('kept')), navigator.userAgent].join('|')"),
+              "\"1|null||null|beside/1\"");
+    // The button's next load still goes out with its own agent: the engine settings are apart.
+    WebKitWebView* buttonView = static_cast<GtkWebView&>(*button).widget();
+    WebKitWebView* besideView = static_cast<GtkWebView&>(*beside).widget();
+    EXPECT_NE(webkit_web_view_get_settings(buttonView), webkit_web_view_get_settings(besideView));
+    EXPECT_STRNE(webkit_settings_get_user_agent(webkit_web_view_get_settings(buttonView)),
+                 "beside/1");
+    button->reload();
+    ASSERT_TRUE(showing(button, "button"));
+    EXPECT_EQ(evaluate(button, "navigator.userAgent"), buttonAgent);
+    ASSERT_TRUE(spinUntil([&] { return evaluate(beside, "answers.join()") != "\"\""; },
+                          std::chrono::seconds(20)));
+    EXPECT_EQ(evaluate(beside, "answers.join()"), "\"beside 1\"");
+
+    // A view made the usual way starts a process of its own (so the count above can tell).
+    auto own = factory->makeWebView();
+    gtk_container_remove(GTK_CONTAINER(second),
+                         GTK_WIDGET(static_cast<GtkWebView&>(*beside).widget()));
+    gtk_container_add(GTK_CONTAINER(second), GTK_WIDGET(static_cast<GtkWebView&>(*own).widget()));
+    gtk_widget_show_all(second);
+    own->loadHTMLString(page("own"), std::string("https://checkout.tandri.test/own"));
+    ASSERT_TRUE(showing(own, "own"));
+    EXPECT_EQ(webProcesses(), before + 1);
+
+    // A view of another context (a merchant's) lends nothing: the new one is in the library's.
+    WebKitWebContext* merchants = newEphemeralContext();
+    auto merchantView = factory->adopt(WEBKIT_WEB_VIEW(g_object_ref_sink(newWebView(merchants))));
+    auto notBeside = factory->makeWebViewBeside(factory->makeConfiguration(), merchantView);
+    EXPECT_EQ(webkit_web_view_get_context(static_cast<GtkWebView&>(*notBeside).widget()),
+              factory->context());
+    notBeside.reset();
+    g_object_unref(merchantView->widget());
+    merchantView.reset();
+    g_object_unref(merchants);
+    own.reset();  // before its window, which would take the engine's view with it
+    gtk_widget_destroy(second);
 }
 
 }  // namespace

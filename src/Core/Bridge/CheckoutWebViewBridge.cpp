@@ -53,11 +53,13 @@ std::vector<std::weak_ptr<WebView>>& madeWebViews() {
 }  // namespace
 
 std::shared_ptr<WebView> CheckoutWebViewBridge::makeWebView(
-    std::shared_ptr<WebViewConfiguration> configuration) {
+    std::shared_ptr<WebViewConfiguration> configuration,
+    const std::shared_ptr<WebView>& sameOrigin) {
     auto& factory = Platform::current().webViews;
     if (!factory) return nullptr;
     if (!configuration) configuration = factory->makeConfiguration();
-    auto view = factory->makeWebView(std::move(configuration));
+    auto view = sameOrigin ? factory->makeWebViewBeside(std::move(configuration), sameOrigin)
+                           : factory->makeWebView(std::move(configuration));
     auto& made = madeWebViews();
     std::erase_if(made, [](const auto& weak) { return weak.expired(); });
     if (view) made.push_back(view);
@@ -96,10 +98,21 @@ std::shared_ptr<CheckoutWebViewBridge> CheckoutWebViewBridge::initWithUrlString(
     const Headers& headers, const std::optional<std::string>& body,
     const std::optional<std::string>& messageHandlerPath,
     std::shared_ptr<ViewController> presentingViewController, const std::string& userAgentSuffix,
-    Completion completion) {
+    Completion completion, const std::shared_ptr<WebView>& launchingView) {
     // A method that is not a token would be written into the request line as it stands.
     if (method && !isHTTPToken(*method)) return nullptr;
-    std::shared_ptr<CheckoutWebViewBridge> bridge(new CheckoutWebViewBridge(makeWebView(nullptr)));
+    // Only a page of the very origin the checkout loads may lend it its engine process.
+    std::shared_ptr<WebView> sameOrigin;
+    if (launchingView && urlString) {
+        auto target = URL::parse(*urlString);
+        auto launching = launchingView->url();
+        auto shown = launching ? URL::parse(*launching) : std::nullopt;
+        if (target && shown && target->origin() && target->origin() == shown->origin()) {
+            sameOrigin = launchingView;
+        }
+    }
+    std::shared_ptr<CheckoutWebViewBridge> bridge(
+        new CheckoutWebViewBridge(makeWebView(nullptr, sameOrigin)));
     if (!bridge->webView) return nullptr;
     bridge->messageHandlerPath = messageHandlerPath;
     bridge->presentingViewController = std::move(presentingViewController);

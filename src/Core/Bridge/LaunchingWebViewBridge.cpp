@@ -140,7 +140,7 @@ void LaunchingWebViewBridge::setUpNewCheckoutBridgeWithConfigInfo(const Dictiona
     rxoBridge = CheckoutWebViewBridge::initWithUrlString(
         url->asString(), stringValue(method), requestHeaders, bodyBytes, checkoutPath,
         presentingViewController, generateUserAgentSuffix(),
-        [completion](const JSResult& result) { completion(result); });
+        [completion](const JSResult& result) { completion(result); }, webView);
     if (!adopt(rxoBridge)) completion(unknown);
 }
 

@@ -59,10 +59,14 @@ void evaluated(GObject* source, GAsyncResult* result, gpointer data) {
 GtkWebView::GtkWebView(GtkWebViewFactory& factory,
                        std::shared_ptr<WebViewConfiguration> configuration, WebKitWebView* related)
     : factory_(factory), configuration_(std::move(configuration)) {
-    GtkWidget* widget = related != nullptr
-                            ? webkit_web_view_new_with_related_view(related)
-                            : GTK_WIDGET(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context",
-                                                      factory.context_, nullptr));
+    GtkWidget* widget =
+        related != nullptr ? webkit_web_view_new_with_related_view(related)
+        // Its peer's process only: the settings and content manager are the new view's own.
+        : factory.processPeer_ != nullptr
+            ? GTK_WIDGET(
+                  g_object_new(WEBKIT_TYPE_WEB_VIEW, "related-view", factory.processPeer_, nullptr))
+            : GTK_WIDGET(
+                  g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", factory.context_, nullptr));
     view_ = WEBKIT_WEB_VIEW(g_object_ref_sink(widget));
     webkit_settings_set_javascript_can_open_windows_automatically(
         webkit_web_view_get_settings(view_),
@@ -382,6 +386,20 @@ std::shared_ptr<WebView> GtkWebViewFactory::makeWebView(
     std::shared_ptr<WebViewConfiguration> configuration) {
     if (!configuration) configuration = makeConfiguration();
     return std::make_shared<GtkWebView>(*this, std::move(configuration), opener_);
+}
+
+std::shared_ptr<WebView> GtkWebViewFactory::makeWebViewBeside(
+    std::shared_ptr<WebViewConfiguration> configuration,
+    const std::shared_ptr<WebView>& sameOrigin) {
+    auto* peer = dynamic_cast<GtkWebView*>(sameOrigin.get());
+    // A merchant's view lives in the merchant's context, with its own network and cookies.
+    if (peer == nullptr || webkit_web_view_get_context(peer->widget()) != context_) {
+        return makeWebView(std::move(configuration));
+    }
+    processPeer_ = peer->widget();
+    auto view = makeWebView(std::move(configuration));
+    processPeer_ = nullptr;
+    return view;
 }
 
 }  // namespace tandri::gtk

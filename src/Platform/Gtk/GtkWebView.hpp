@@ -82,6 +82,10 @@ class GtkWebViewFactory : public WebViewFactory {
     std::shared_ptr<WebView> makeWebView(
         std::shared_ptr<WebViewConfiguration> configuration) override;
     using WebViewFactory::makeWebView;
+    /// Related in the engine to `sameOrigin` when it is one of this factory's own views: the new
+    /// view starts in its web process but has its own settings and content manager.
+    std::shared_ptr<WebView> makeWebViewBeside(std::shared_ptr<WebViewConfiguration> configuration,
+                                               const std::shared_ptr<WebView>& sameOrigin) override;
 
     /// Wraps a view the merchant made itself, in the default context or one of its own, for the
     /// hybrid plugin: a configuration of its own (whose content controller hears the view's
@@ -104,7 +108,8 @@ class GtkWebViewFactory : public WebViewFactory {
     friend class GtkWebView;
     WebKitWebContext* context_ = nullptr;
     NetworkSettings settings_;
-    WebKitWebView* opener_ = nullptr;  // set while a page's new window is being made
+    WebKitWebView* opener_ = nullptr;       // set while a page's new window is being made
+    WebKitWebView* processPeer_ = nullptr;  // set while a view is made beside another
     std::uint64_t nextNavigation_ = 1;
 };
 

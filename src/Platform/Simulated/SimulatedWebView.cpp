@@ -159,6 +159,14 @@ std::shared_ptr<WebView> SimulatedWebViewFactory::makeWebView(
     return view;
 }
 
+std::shared_ptr<WebView> SimulatedWebViewFactory::makeWebViewBeside(
+    std::shared_ptr<WebViewConfiguration> configuration,
+    const std::shared_ptr<WebView>& sameOrigin) {
+    auto view = makeWebView(std::move(configuration));
+    std::static_pointer_cast<SimulatedWebView>(view)->madeBeside = sameOrigin;
+    return view;
+}
+
 std::vector<std::string> SimulatedWebViewFactory::scriptsIn(const WebView& view) const {
     std::vector<std::string> scripts;
     for (const auto& evaluation : evaluations_) {

@@ -53,6 +53,9 @@ class SimulatedWebView : public WebView {
 
     // ---- the test's side ----
 
+    /// The view this one was made beside, to share its engine process (null for most views).
+    std::weak_ptr<WebView> madeBeside;
+
     /// The page (or a frame of it) posts `body` on channel `name`. Answers whether a handler
     /// was registered under that name.
     /// A sub-frame's post is inside the top document at `topFrameURL` (by default the view's
@@ -105,6 +108,8 @@ class SimulatedWebViewFactory : public WebViewFactory {
     std::shared_ptr<WebViewConfiguration> makeConfiguration() override;
     std::shared_ptr<WebView> makeWebView(
         std::shared_ptr<WebViewConfiguration> configuration) override;
+    std::shared_ptr<WebView> makeWebViewBeside(std::shared_ptr<WebViewConfiguration> configuration,
+                                               const std::shared_ptr<WebView>& sameOrigin) override;
 
     /// Every script evaluated in any view, in order.
     const std::vector<Evaluation>& evaluations() const { return evaluations_; }
