@@ -208,15 +208,21 @@ MessageHandler LaunchingWebViewBridge::showLoading() {
             });
         spinner->setModalPresentationStyle(ModalPresentationStyle::FullScreen);
         spinner->delegate = bridge;
-        // The spinner comes in animated; a "launch" that arrives meanwhile waits for it.
-        bridge->spinnerArriving_ = true;
-        bridge->presentingViewController->presentViewController(spinner, true, [weak] {
-            auto strong = weak.lock();
-            if (!strong) return;
-            strong->spinnerArriving_ = false;
-            if (auto next = std::move(strong->afterSpinner_)) next();
-        });
+        bridge->presentSpinner(bridge->presentingViewController, spinner);
     };
+}
+
+void LaunchingWebViewBridge::presentSpinner(const std::shared_ptr<ViewController>& presenting,
+                                            std::shared_ptr<ViewController> spinner) {
+    // The spinner comes in animated; a "launch" that arrives meanwhile waits for it.
+    spinnerArriving_ = true;
+    std::weak_ptr<LaunchingWebViewBridge> weak = self();
+    presenting->presentViewController(std::move(spinner), true, [weak] {
+        auto strong = weak.lock();
+        if (!strong) return;
+        strong->spinnerArriving_ = false;
+        if (auto next = std::move(strong->afterSpinner_)) next();
+    });
 }
 
 MessageHandler LaunchingWebViewBridge::launch() {

@@ -76,6 +76,10 @@ class LaunchingWebViewBridge : public JSBridge, public UIDelegate, public DataRe
     std::optional<std::string> checkoutMessageHandlerPath;
     bool transitionSpinnerEnabled = false;
     bool spinnerCancelled = false;
+    /// Presents the loading spinner, animated, over `presenting`: a "launch" that arrives while
+    /// it comes in is shown once it is up.
+    void presentSpinner(const std::shared_ptr<ViewController>& presenting,
+                        std::shared_ptr<ViewController> spinner);
     /// The spinner is being presented (its animation runs), and what waits for it to be up.
     bool spinnerArriving_ = false;
     std::function<void()> afterSpinner_;

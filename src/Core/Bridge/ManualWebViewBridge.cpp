@@ -105,7 +105,7 @@ std::function<void()> ManualWebViewBridge::makeLaunchClosure(
         auto spinner = LoadingSpinnerViewController::initWithResultHandler(config->resultHandler);
         spinner->setModalPresentationStyle(ModalPresentationStyle::FullScreen);
         spinner->delegate = target;
-        if (config->viewController) config->viewController->presentViewController(spinner, true);
+        if (config->viewController) target->presentSpinner(config->viewController, spinner);
         target->didClickImmediately = true;
         if (target->onClickCompletion) target->onClickCompletion(JSResult::success(Value(true)));
         // The manual page keeps running under the spinner.
