@@ -3,7 +3,7 @@
 # plot again. Takes a few minutes; run it on a quiet machine.
 # Environment: N (round trips, default 5000), RUNS (demo start-ups and timeline processes,
 # default 5), TAPS (checkouts per timeline process, default 6), BUILD (the Release build tree,
-# default build/perf).
+# default build/perf), TIMELINE_ONLY=1 (only the tap-to-checkout section and its plot).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 N="${N:-5000}"
@@ -36,6 +36,11 @@ echo "== tap to checkout against the sandbox, and the bare engine's load of the 
 scripts/with-display.sh "$gtk/checkout_timeline" --runs "$RUNS" --taps "$TAPS" \
   --json "$out/timeline.json" | tee "$out/timeline.txt"
 "$gtk/plot_timeline" "$out/timeline.json" docs/performance-timeline.png
+if [ "${TIMELINE_ONLY:-0}" = 1 ]; then
+  TIMELINE_BUILD="$build" python3 scripts/write-performance-page.py "$out" docs/performance.md \
+    --timeline-only
+  exit 0
+fi
 
 echo "== start-up and heap on the simulated platform"
 "$build/tandri_bench" --benchmark_filter='Startup|HeapPerBridge' --benchmark_repetitions=5 \
@@ -79,5 +84,5 @@ for messages in 1000 10000; do
 done
 cat "$out/memory.txt"
 
-python3 scripts/write-performance-page.py "$out" docs/performance.md
+TIMELINE_BUILD="$build" python3 scripts/write-performance-page.py "$out" docs/performance.md
 echo "== docs/performance.md written"
