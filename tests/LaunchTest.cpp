@@ -132,19 +132,19 @@ TEST_F(LaunchTest, OnlyACheckoutOfTheButtonPagesOwnOriginStartsBesideIt) {
         EXPECT_TRUE(bridge->rxoBridge) << url;
         return bridge->rxoBridge ? view(bridge->rxoBridge).madeBeside.lock() : nullptr;
     };
-    const std::string host = "checkout." + makerDomain();
+    const std::string checkoutHost = "checkout." + makerDomain();
     // Same origin: case and the default port do not make another one.
-    EXPECT_EQ(configure("https://" + host + "/pay?session=1"), bridge->webView);
+    EXPECT_EQ(configure("https://" + checkoutHost + "/pay?session=1"), bridge->webView);
     EXPECT_EQ(configure("HTTPS://CHECKOUT." + makerDomain() + ":443/pay"), bridge->webView);
-    // Another host of the same site, another port, another scheme: a process of its own.
+    // Another checkoutHost of the same site, another port, another scheme: a process of its own.
     for (const std::string& url :
-         {"https://pay." + makerDomain() + "/pay", "https://" + host + ":8443/pay",
-          "http://" + host + "/pay", "https://" + host + ".evil.test/pay"}) {
+         {"https://pay." + makerDomain() + "/pay", "https://" + checkoutHost + ":8443/pay",
+          "http://" + checkoutHost + "/pay", "https://" + checkoutHost + ".evil.test/pay"}) {
         EXPECT_EQ(configure(url), nullptr) << url;
     }
     // A button view that shows nothing yet has no origin to share.
     view(bridge).setURL(std::nullopt);
-    EXPECT_EQ(configure("https://" + host + "/pay"), nullptr);
+    EXPECT_EQ(configure("https://" + checkoutHost + "/pay"), nullptr);
 }
 
 TEST_F(LaunchTest, ACancelledSpinnerRefusesOneLaunchWhenThePageOpensTheCheckoutItself) {
