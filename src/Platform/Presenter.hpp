@@ -20,6 +20,9 @@ class Presenter {
     /// `presenting` takes away what it presented (and whatever that presented in turn).
     virtual void dismiss(std::shared_ptr<ViewController> presenting, bool animated,
                          std::function<void()> completion) = 0;
+    /// A presentation still on its way in finishes now, its animation cut short, so that what
+    /// waits for it comes at once. Nothing else changes; with nothing on its way, nothing at all.
+    virtual void hurry() {}
 };
 
 }  // namespace tandri

@@ -6,7 +6,9 @@
 #include <gtk/gtk.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include "Core/Utils/NotificationCenter.hpp"
 #include "EngineFixture.hpp"
@@ -161,6 +163,34 @@ TEST(GtkPresenter, PresentsTapsPicturesAndDismissesAControllerWithItsWebView) {
     EXPECT_EQ(sheet->disappeared, 1);
     EXPECT_EQ(presenter->topViewController(), host);
     EXPECT_EQ(gtk_widget_get_parent(widget), nullptr);
+
+    // Hurried, a presentation on its way in skips the rest of its fade: the screen goes from
+    // transparent to opaque in one step. With nothing on its way, hurrying changes nothing.
+    presenter->hurry();
+    EXPECT_EQ(presenter->topViewController(), host);
+    presented = false;
+    host->presentViewController(sheet, true, [&] { presented = true; });
+    presenter->hurry();
+    auto screenOpacity = [&] {
+        double least = 1;
+        for (GtkWidget* w = widget; w != nullptr; w = gtk_widget_get_parent(w))
+            least = std::min(least, gtk_widget_get_opacity(w));
+        return least;
+    };
+    std::vector<double> seen;
+    ASSERT_TRUE(spinUntil(
+        [&] {
+            if (gtk_widget_get_parent(widget) != nullptr) seen.push_back(screenOpacity());
+            return presented;
+        },
+        std::chrono::seconds(5)));
+    EXPECT_EQ(presenter->topViewController(), sheet);
+    EXPECT_TRUE(std::none_of(seen.begin(), seen.end(), [](double o) { return o > 0 && o < 1; }))
+        << "a step of the fade was drawn";
+    EXPECT_EQ(screenOpacity(), 1);
+    dismissed = false;
+    sheet->dismissViewControllerAnimated(false, [&] { dismissed = true; });
+    ASSERT_TRUE(spinUntil([&] { return dismissed; }, std::chrono::seconds(5)));
 
     Platform::install(saved);
     presenter.reset();

@@ -236,6 +236,7 @@ struct ScenarioRunner::Impl {
                 {"animated", Value(request.animated)}};
             emit(std::move(effect));
         };
+        platform.presenter().onHurry = [this] { emit({{"effect", Value("hurry")}}); };
         platform.presenter().onOutcome = [this](const Request& request) {
             if (request.outcome != Request::Outcome::Refused) return;
             emit(

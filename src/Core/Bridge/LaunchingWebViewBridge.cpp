@@ -259,9 +259,11 @@ MessageHandler LaunchingWebViewBridge::launch() {
                 present(true);
             }
         };
-        // A screen still on its way in cannot be replaced yet: the checkout follows it.
+        // A screen still on its way in cannot be replaced yet: the checkout follows it, at once,
+        // for a person waits only for the checkout now.
         if (bridge->spinnerArriving_ && !bridge->isPresenting()) {
             bridge->afterSpinner_ = std::move(show);
+            if (auto& presenter = Platform::current().presenter) presenter->hurry();
         } else {
             show();
         }

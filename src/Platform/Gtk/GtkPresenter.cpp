@@ -274,19 +274,21 @@ struct GtkPresenter::Transition {
     std::weak_ptr<bool> alive;
     std::vector<GtkWidget*> layers;
     bool in;
-    double start;
+    std::shared_ptr<double> start;
     std::function<void()> done;
 };
 
-void GtkPresenter::fade(std::vector<GtkWidget*> layers, bool in, std::function<void()> done) {
+std::shared_ptr<double> GtkPresenter::fade(std::vector<GtkWidget*> layers, bool in,
+                                           std::function<void()> done) {
     for (GtkWidget* layer : layers) g_object_ref(layer);
-    auto* t = new Transition{alive_, std::move(layers), in, nowSeconds(), std::move(done)};
+    auto start = std::make_shared<double>(nowSeconds());
+    auto* t = new Transition{alive_, std::move(layers), in, start, std::move(done)};
     g_timeout_add(
         16,
         [](gpointer data) -> gboolean {
             auto* fading = static_cast<Transition*>(data);
             const double progress =
-                std::min(1.0, (nowSeconds() - fading->start) * 1000 / kTransitionMilliseconds);
+                std::min(1.0, (nowSeconds() - *fading->start) * 1000 / kTransitionMilliseconds);
             if (!fading->alive.expired()) {
                 for (GtkWidget* layer : fading->layers) {
                     gtk_widget_set_opacity(layer, fading->in ? progress : 1 - progress);
@@ -299,6 +301,12 @@ void GtkPresenter::fade(std::vector<GtkWidget*> layers, bool in, std::function<v
             return G_SOURCE_REMOVE;
         },
         t);
+    return start;
+}
+
+void GtkPresenter::hurry() {
+    // The fade's next step (a frame away at most) finds it over and finishes it.
+    if (auto start = pendingStart_.lock(); start && !pending_.expired()) *start = 0;
 }
 
 void GtkPresenter::present(std::shared_ptr<ViewController> presenting,
@@ -321,7 +329,7 @@ void GtkPresenter::present(std::shared_ptr<ViewController> presenting,
     GtkWidget* layer = screens_.back()->widget;
     if (animated) {
         gtk_widget_set_opacity(layer, 0);
-        fade({layer}, true, std::move(finish));
+        pendingStart_ = fade({layer}, true, std::move(finish));
     } else {
         runSoon(std::move(finish));
     }

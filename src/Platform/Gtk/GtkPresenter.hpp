@@ -41,6 +41,7 @@ class GtkPresenter final : public Presenter {
                  std::function<void()> completion) override;
     void dismiss(std::shared_ptr<ViewController> presenting, bool animated,
                  std::function<void()> completion) override;
+    void hurry() override;
 
     /// Brings the screens in line with the controllers now: layout, web-view
     /// placement, redraw. Runs by itself every frame; tests call it directly.
@@ -70,7 +71,9 @@ class GtkPresenter final : public Presenter {
     void dropScreen(std::size_t index);
     void takeFocus();
     void giveFocusBack();
-    void fade(std::vector<GtkWidget*> layers, bool in, std::function<void()> done);
+    /// Answers the fade's start time, which moving back shortens the fade.
+    std::shared_ptr<double> fade(std::vector<GtkWidget*> layers, bool in,
+                                 std::function<void()> done);
     static gboolean onFrame(gpointer self);
     static gboolean onKey(GtkWidget*, GdkEventKey* event, gpointer self);
 
@@ -80,6 +83,7 @@ class GtkPresenter final : public Presenter {
     bool hostMode_ = false;  // the content is the host's own widgets, `root_` stands for them
     std::vector<std::unique_ptr<Screen>> screens_;
     std::weak_ptr<ViewController> pending_;  // presented, fading in, not yet in the chain
+    std::weak_ptr<double> pendingStart_;     // when its fade began (moved back to hurry it)
     GtkWidget* focusBefore_ = nullptr;       // weak: the host's focus when the first screen came
     gulong keyHandlers_[2] = {0, 0};
     guint timer_ = 0;

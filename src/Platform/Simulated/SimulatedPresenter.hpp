@@ -4,6 +4,7 @@
 // completion.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -32,6 +33,10 @@ class SimulatedPresenter final : public Presenter {
                  std::function<void()> completion) override;
     void dismiss(std::shared_ptr<ViewController> presenting, bool animated,
                  std::function<void()> completion) override;
+    /// Carries out the last animated presentation now if the queue has not got to it yet.
+    void hurry() override;
+    /// How many presentations were hurried.
+    int hurried() const { return hurried_; }
 
     /// Every request so far, oldest first.
     const std::vector<Request>& requests() const { return requests_; }
@@ -39,10 +44,14 @@ class SimulatedPresenter final : public Presenter {
     /// Told of each request as it is made, and again when it is carried out or refused.
     std::function<void(const Request&)> onRequest;
     std::function<void(const Request&)> onOutcome;
+    /// Told when a presentation on its way in is hurried (before it is carried out).
+    std::function<void()> onHurry;
 
   private:
     std::shared_ptr<SimulatedMainQueue> queue_;
     std::vector<Request> requests_;
+    std::weak_ptr<std::function<void()>> arriving_;
+    int hurried_ = 0;
 };
 
 }  // namespace tandri::sim
