@@ -19,6 +19,7 @@ struct Recorded {
     std::string path;
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
+    guint16 clientPort = 0;  // tells the connection the request came on
 
     std::string header(const std::string& name) const {
         std::string joined;
@@ -53,6 +54,9 @@ void handle(SoupServer*, SoupServerMessage* message, const char* path, GHashTabl
     Recorded record;
     record.method = soup_server_message_get_method(message);
     record.path = path;
+    if (GSocketAddress* remote = soup_server_message_get_remote_address(message)) {
+        record.clientPort = g_inet_socket_address_get_port(G_INET_SOCKET_ADDRESS(remote));
+    }
     soup_message_headers_foreach(
         soup_server_message_get_request_headers(message),
         [](const char* name, const char* value, gpointer out) {
@@ -118,9 +122,10 @@ struct HttpLoaderTest : EngineFixture {
         g_object_unref(server);
     }
 
-    HttpResponse fetch(const HttpRequest& request) {
+    HttpResponse fetch(const HttpRequest& request) { return fetchFor(view, request); }
+    HttpResponse fetchFor(WebKitWebView* from, const HttpRequest& request) {
         std::optional<HttpResponse> response;
-        HttpLoader::fetchForView(view, request, NetworkSettings{},
+        HttpLoader::fetchForView(from, request, NetworkSettings{},
                                  [&](const HttpResponse& r) { response = r; });
         EXPECT_TRUE(spinUntil([&] { return response.has_value(); }, std::chrono::seconds(10)));
         return response.value_or(HttpResponse{});
@@ -216,6 +221,41 @@ TEST_F(HttpLoaderTest, TheResponsesSecurityPoliciesGovernThePageShown) {
     ASSERT_EQ(received.size(), 1u);
     EXPECT_EQ(received[0].post.bodyJson,
               R"({"external":true,"compatMode":"CSS1Compat","referrer":"no-referrer"})");
+}
+
+// The connection a request opened (or a preconnect did) serves the next request of the same cookie
+// store; a view of another cookie store never rides on it, and gets none of the first one's
+// cookies.
+TEST_F(HttpLoaderTest, ConnectionsAreKeptForOneCookieStoreOnly) {
+    HttpLoader::preconnect(view, base + "/", NetworkSettings{});
+    HttpRequest request;
+    request.url = base + "/checkout";
+    request.method = "POST";
+    request.body = "{}";
+    ASSERT_EQ(fetch(request).status, 200);  // sets session=abc in this view's store
+    request.url = base + "/plain";
+    ASSERT_EQ(fetch(request).status, 200);
+
+    WebKitWebContext* otherContext = newEphemeralContext();
+    GtkWidget* other = newWebView(otherContext);
+    windows.push_back(showInWindow(other));
+    ASSERT_EQ(fetchFor(WEBKIT_WEB_VIEW(other), request).status, 200);
+    ASSERT_EQ(fetch(request).status, 200);
+    g_object_unref(otherContext);
+
+    ASSERT_EQ(log.size(), 4u);
+    EXPECT_EQ(log[1].clientPort, log[0].clientPort);
+    EXPECT_EQ(log[1].header("Cookie"), "session=abc");
+    EXPECT_NE(log[2].clientPort, log[0].clientPort);
+    EXPECT_EQ(log[2].header("Cookie"), "");
+    EXPECT_EQ(log[3].clientPort, log[0].clientPort);
+    EXPECT_EQ(log[3].header("Cookie"), "session=abc");
+
+    // Not a web address: nothing to open, nothing sent.
+    HttpLoader::preconnect(view, "data:text/html,hello", NetworkSettings{});
+    HttpLoader::preconnect(view, "not a url", NetworkSettings{});
+    ASSERT_EQ(fetch(request).status, 200);
+    EXPECT_EQ(log.size(), 5u);
 }
 
 // A body over the limit fails the load, whether its length is said up front or not.

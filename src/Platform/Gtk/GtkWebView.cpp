@@ -247,6 +247,13 @@ void GtkWebView::onLoadChanged(WebKitWebView*, WebKitLoadEvent event, gpointer s
     }
     if (event == WEBKIT_LOAD_COMMITTED) view->committed_ = true;
     if (event != WEBKIT_LOAD_FINISHED || view->failed_ || !view->current_) return;
+    // A page of ours often sends its next request natively to its own origin (the button page's
+    // checkout): that request finds the connection open.
+    if (!view->adopted_) {
+        if (const char* uri = webkit_web_view_get_uri(view->view_)) {
+            HttpLoader::preconnect(view->view_, uri, view->factory_.settings_);
+        }
+    }
     if (auto delegate = view->navigationDelegate()) {
         delegate->webViewDidFinishNavigation(*view, view->current_);
     }

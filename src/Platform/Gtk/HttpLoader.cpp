@@ -19,15 +19,129 @@ bool trustedHost(const NetworkSettings& settings, const char* host) {
                                         host) != settings.trustedHosts.end();
 }
 
+// Whom a connection may serve: the requests of one cookie store under one network setting. A
+// connection never carries the requests of two cookie stores (its server could link them), nor
+// serves a trust rule other than the one its certificate was accepted under.
+struct SessionKey {
+    WebKitCookieManager* cookies = nullptr;
+    std::string proxyUri;
+    std::string trustedCertificateFile;
+    std::vector<std::string> trustedHosts;
+
+    SessionKey(WebKitWebView* view, const NetworkSettings& settings)
+        : cookies(cookieManagerOf(view)),
+          proxyUri(settings.proxyUri),
+          trustedCertificateFile(settings.trustedCertificateFile),
+          trustedHosts(settings.trustedHosts) {}
+    bool operator==(const SessionKey&) const = default;
+};
+
+// Sessions kept between requests with their connections open, so a request finds the
+// connection an earlier request or a preconnect opened (and the process's TLS set-up done). A
+// session is in use by one request at a time: its cookie jar is that request's own.
+class IdleSessions {
+  public:
+    static IdleSessions& shared() {
+        static auto* sessions = new IdleSessions;  // lives as long as the process
+        return *sessions;
+    }
+
+    // An idle session for `key`, or a new one; the caller owns the reference.
+    SoupSession* take(const SessionKey& key) {
+        for (auto it = idle_.begin(); it != idle_.end(); ++it) {
+            if (it->key == key) {
+                SoupSession* session = it->session;
+                g_object_weak_unref(G_OBJECT(key.cookies), storeGone, session);
+                idle_.erase(it);
+                return session;
+            }
+        }
+        SoupSession* session = soup_session_new();
+        if (!key.proxyUri.empty()) {
+            GProxyResolver* resolver = g_simple_proxy_resolver_new(key.proxyUri.c_str(), nullptr);
+            soup_session_set_proxy_resolver(session, resolver);
+            g_object_unref(resolver);
+        }
+        return session;
+    }
+
+    // Keeps `session` (its reference too) for the next request of `key`.
+    void giveBack(const SessionKey& key, SoupSession* session) {
+        for (auto it = idle_.begin(); it != idle_.end(); ++it) {
+            if (it->key == key) {
+                drop(it);
+                break;
+            }
+        }
+        if (idle_.size() == kMaximumIdle) drop(idle_.begin());
+        g_object_weak_ref(G_OBJECT(key.cookies), storeGone, session);
+        idle_.push_back({key, session});
+    }
+
+  private:
+    struct Idle {
+        SessionKey key;
+        SoupSession* session;
+    };
+    static constexpr std::size_t kMaximumIdle = 4;
+
+    void drop(std::vector<Idle>::iterator it) {
+        g_object_weak_unref(G_OBJECT(it->key.cookies), storeGone, it->session);
+        g_object_unref(it->session);
+        idle_.erase(it);
+    }
+
+    // A cookie store that goes takes its connections with it (another may get its address).
+    static void storeGone(gpointer session, GObject*) {
+        auto& idle = shared().idle_;
+        for (auto it = idle.begin(); it != idle.end(); ++it) {
+            if (it->session == session) {
+                g_object_unref(it->session);
+                idle.erase(it);
+                return;
+            }
+        }
+    }
+
+    std::vector<Idle> idle_;
+};
+
+// What a TLS certificate must be to be accepted beyond the system's trust.
+struct Trust {
+    NetworkSettings settings;
+    GTlsCertificate* certificate = nullptr;
+
+    explicit Trust(NetworkSettings s)
+        : settings(std::move(s)), certificate(loadCertificate(settings.trustedCertificateFile)) {}
+    ~Trust() { g_clear_object(&certificate); }
+    Trust(const Trust&) = delete;
+    Trust& operator=(const Trust&) = delete;
+};
+
+gboolean acceptCertificate(SoupMessage* message, GTlsCertificate* peer, GTlsCertificateFlags,
+                           gpointer data) {
+    const auto* trust = static_cast<const Trust*>(data);
+    return trust->certificate != nullptr && g_tls_certificate_is_same(peer, trust->certificate) &&
+           trustedHost(trust->settings, g_uri_get_host(soup_message_get_uri(message)));
+}
+
 struct Fetch {
+    Fetch(WebKitWebView* v, HttpRequest r, const NetworkSettings& settings,
+          HttpLoader::Completion d)
+        : view(WEBKIT_WEB_VIEW(g_object_ref(v))),
+          request(std::move(r)),
+          key(view, settings),
+          trust(settings),
+          done(std::move(d)) {}
+
     WebKitWebView* view = nullptr;
     HttpRequest request;
-    NetworkSettings settings;
+    SessionKey key;
+    Trust trust;
     HttpLoader::Completion done;
     SoupSession* session = nullptr;
     SoupCookieJar* jar = nullptr;
     SoupMessage* message = nullptr;
-    GTlsCertificate* trusted = nullptr;
     GInputStream* stream = nullptr;
     HttpResponse response;
     int cookiesPending = 0;
@@ -35,8 +149,11 @@ struct Fetch {
     ~Fetch() {
         g_clear_object(&stream);
         g_clear_object(&message);
-        g_clear_object(&session);
-        g_clear_object(&trusted);
+        if (session != nullptr) {
+            // The jar was this request's alone; the session's connections stay for the next.
+            if (jar != nullptr) soup_session_remove_feature(session, SOUP_SESSION_FEATURE(jar));
+            IdleSessions::shared().giveBack(key, session);
+        }
         g_object_unref(view);
     }
 };
@@ -156,21 +273,18 @@ void received(GObject* source, GAsyncResult* result, gpointer data) {
     readMore(fetch);
 }
 
-gboolean acceptCertificate(SoupMessage* message, GTlsCertificate* peer, GTlsCertificateFlags,
-                           gpointer data) {
-    auto* fetch = static_cast<Fetch*>(data);
-    return fetch->trusted != nullptr && g_tls_certificate_is_same(peer, fetch->trusted) &&
-           trustedHost(fetch->settings, g_uri_get_host(soup_message_get_uri(message)));
-}
-
 void send(Fetch* fetch, GList* cookies) {
-    fetch->session = soup_session_new();
-    if (!fetch->settings.proxyUri.empty()) {
-        GProxyResolver* resolver =
-            g_simple_proxy_resolver_new(fetch->settings.proxyUri.c_str(), nullptr);
-        soup_session_set_proxy_resolver(fetch->session, resolver);
-        g_object_unref(resolver);
+    fetch->message = soup_message_new(fetch->request.method.c_str(), fetch->request.url.c_str());
+    if (fetch->message == nullptr) {
+        fetch->response.error = "invalid URL: " + fetch->request.url;
+        finish(fetch);
+        return;
     }
+    // Sent on a connection already open (an earlier request's or a preconnect's) whatever its
+    // method, as a browser sends a form (libsoup otherwise opens a new one for every POST).
+    // Before it reuses an idle connection libsoup checks that the server has not closed it.
+    soup_message_add_flags(fetch->message, SOUP_MESSAGE_IDEMPOTENT);
+    fetch->session = IdleSessions::shared().take(fetch->key);
     fetch->jar = soup_cookie_jar_new();
     soup_cookie_jar_set_accept_policy(fetch->jar, SOUP_COOKIE_JAR_ACCEPT_ALWAYS);
     for (GList* item = cookies; item != nullptr; item = item->next) {
@@ -180,12 +294,6 @@ void send(Fetch* fetch, GList* cookies) {
     soup_session_add_feature(fetch->session, SOUP_SESSION_FEATURE(fetch->jar));
     g_object_unref(fetch->jar);  // the session holds it
 
-    fetch->message = soup_message_new(fetch->request.method.c_str(), fetch->request.url.c_str());
-    if (fetch->message == nullptr) {
-        fetch->response.error = "invalid URL: " + fetch->request.url;
-        finish(fetch);
-        return;
-    }
     SoupMessageHeaders* headers = soup_message_get_request_headers(fetch->message);
     for (const auto& [name, value] : fetch->request.headers) {
         soup_message_headers_append(headers, name.c_str(), value.c_str());
@@ -195,8 +303,8 @@ void send(Fetch* fetch, GList* cookies) {
         soup_message_set_request_body_from_bytes(fetch->message, nullptr, body);
         g_bytes_unref(body);
     }
-    fetch->trusted = loadCertificate(fetch->settings.trustedCertificateFile);
-    g_signal_connect(fetch->message, "accept-certificate", G_CALLBACK(acceptCertificate), fetch);
+    g_signal_connect(fetch->message, "accept-certificate", G_CALLBACK(acceptCertificate),
+                     &fetch->trust);
     soup_session_send_async(fetch->session, fetch->message, G_PRIORITY_DEFAULT, nullptr, received,
                             fetch);
 }
@@ -228,13 +336,46 @@ void NetworkSettings::applyTo(WebKitWebContext* context) const {
 
 void HttpLoader::fetchForView(WebKitWebView* view, const HttpRequest& request,
                               const NetworkSettings& settings, Completion done) {
-    auto* fetch = new Fetch;
-    fetch->view = WEBKIT_WEB_VIEW(g_object_ref(view));
-    fetch->request = request;
-    fetch->settings = settings;
-    fetch->done = std::move(done);
+    auto* fetch = new Fetch(view, request, settings, std::move(done));
     webkit_cookie_manager_get_cookies(cookieManagerOf(view), request.url.c_str(), nullptr,
                                       cookiesRead, fetch);
+}
+
+namespace {
+
+struct Preconnect {
+    explicit Preconnect(const NetworkSettings& settings) : trust(settings) {}
+    Trust trust;
+};
+
+void preconnected(GObject* source, GAsyncResult* result, gpointer data) {
+    std::unique_ptr<Preconnect> preconnect(static_cast<Preconnect*>(data));
+    // A connection that could not be opened is simply not there for the request.
+    soup_session_preconnect_finish(SOUP_SESSION(source), result, nullptr);
+}
+
+}  // namespace
+
+void HttpLoader::preconnect(WebKitWebView* view, const std::string& url,
+                            const NetworkSettings& settings) {
+    GUri* uri = g_uri_parse(url.c_str(), G_URI_FLAGS_NONE, nullptr);
+    if (uri == nullptr) return;
+    const char* scheme = g_uri_get_scheme(uri);
+    const bool web =
+        g_ascii_strcasecmp(scheme, "https") == 0 || g_ascii_strcasecmp(scheme, "http") == 0;
+    SoupMessage* message = web ? soup_message_new_from_uri("HEAD", uri) : nullptr;
+    g_uri_unref(uri);
+    if (message == nullptr) return;
+    const SessionKey key(view, settings);
+    SoupSession* session = IdleSessions::shared().take(key);
+    auto* preconnect = new Preconnect(settings);
+    g_signal_connect(message, "accept-certificate", G_CALLBACK(acceptCertificate),
+                     &preconnect->trust);
+    soup_session_preconnect_async(session, message, G_PRIORITY_DEFAULT, nullptr, preconnected,
+                                  preconnect);
+    g_object_unref(message);
+    // Idle at once: a request that comes before the connection is open still finds the session.
+    IdleSessions::shared().giveBack(key, session);
 }
 
 std::string HttpLoader::withPolicies(const HttpResponse& response) {

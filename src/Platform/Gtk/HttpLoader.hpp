@@ -56,6 +56,13 @@ class HttpLoader {
     static void fetchForView(WebKitWebView* view, const HttpRequest& request,
                              const NetworkSettings& settings, Completion done);
 
+    // Opens a connection to `url`'s origin (http and https only) with the network settings and
+    // for the cookie store of `view`, for a request sent there soon: it finds the connection
+    // open and the process's TLS set up. Nothing is sent; a connection the server closes
+    // meanwhile is opened again by the request.
+    static void preconnect(WebKitWebView* view, const std::string& url,
+                           const NetworkSettings& settings);
+
     // A larger body fails the load (an endless one too).
     static constexpr std::size_t kMaximumBodyBytes = 16 * 1024 * 1024;
 
