@@ -197,6 +197,14 @@ TEST_F(EntryPointsTest, TheButtonLoadsItsPageCachesItsCopyAndRearmsAfterACancel)
     post(page, R"({"name":"result","id":"4","data":{"type":"payment.cancel"}})");
     EXPECT_EQ(completions, std::vector<std::string>{"payment.cancel with 2"});
     EXPECT_NE(button->bridge->webView, page);
+    // The page made again shows the same origin: it may start in the old page's engine process.
+    EXPECT_EQ(static_cast<SimulatedWebView&>(*button->bridge->webView).madeBeside.lock(), page);
+    // A page showing another origin lends nothing.
+    auto again = button->bridge->webView;
+    static_cast<SimulatedWebView&>(*again).setURL("https://elsewhere.example/button");
+    post(again, R"({"name":"result","id":"5","data":{"type":"payment.cancel"}})");
+    ASSERT_NE(button->bridge->webView, again);
+    EXPECT_EQ(static_cast<SimulatedWebView&>(*button->bridge->webView).madeBeside.lock(), nullptr);
 
     // The next run (the same stores, a fresh cached view) shows the cached copy and the label
     // at once.

@@ -102,15 +102,7 @@ std::shared_ptr<CheckoutWebViewBridge> CheckoutWebViewBridge::initWithUrlString(
     // A method that is not a token would be written into the request line as it stands.
     if (method && !isHTTPToken(*method)) return nullptr;
     // Only a page of the very origin the checkout loads may lend it its engine process.
-    std::shared_ptr<WebView> sameOrigin;
-    if (launchingView && urlString) {
-        auto target = URL::parse(*urlString);
-        auto launching = launchingView->url();
-        auto shown = launching ? URL::parse(*launching) : std::nullopt;
-        if (target && shown && target->origin() && target->origin() == shown->origin()) {
-            sameOrigin = launchingView;
-        }
-    }
+    const auto sameOrigin = urlString ? viewShowingOriginOf(launchingView, *urlString) : nullptr;
     std::shared_ptr<CheckoutWebViewBridge> bridge(
         new CheckoutWebViewBridge(makeWebView(nullptr, sameOrigin)));
     if (!bridge->webView) return nullptr;

@@ -28,14 +28,18 @@ void settleCheckout(const TandriCheckoutResult& outcome,
     if (host) host(outcome);
 }
 
-std::shared_ptr<WebView> MobileWebViewBridge::makeDefaultWebView() {
+std::shared_ptr<WebView> MobileWebViewBridge::makeDefaultWebView(
+    const std::shared_ptr<WebView>& sameOrigin) {
     auto& factory = Platform::current().webViews;
-    return factory ? factory->makeWebView() : nullptr;
+    if (!factory) return nullptr;
+    return sameOrigin ? factory->makeWebViewBeside(factory->makeConfiguration(), sameOrigin)
+                      : factory->makeWebView();
 }
 
 std::shared_ptr<MobileWebViewBridge> MobileWebViewBridge::initWithLaunchConfig(
-    std::shared_ptr<NativeLaunchConfiguration> config) {
-    std::shared_ptr<MobileWebViewBridge> bridge(new MobileWebViewBridge(makeDefaultWebView()));
+    std::shared_ptr<NativeLaunchConfiguration> config, const std::shared_ptr<WebView>& sameOrigin) {
+    std::shared_ptr<MobileWebViewBridge> bridge(
+        new MobileWebViewBridge(makeDefaultWebView(sameOrigin)));
     initializeMobile(bridge, config);
     return bridge;
 }

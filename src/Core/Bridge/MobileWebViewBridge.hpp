@@ -12,9 +12,12 @@ namespace tandri {
 
 class MobileWebViewBridge : public LaunchingWebViewBridge {
   public:
-    /// Makes the web view and the bridge; the owner loads the page.
+    /// Makes the web view and the bridge; the owner loads the page. A view given as `sameOrigin`
+    /// (the caller has checked that it shows the origin of the page to load) may lend the new
+    /// one its engine process.
     static std::shared_ptr<MobileWebViewBridge> initWithLaunchConfig(
-        std::shared_ptr<NativeLaunchConfiguration> config);
+        std::shared_ptr<NativeLaunchConfiguration> config,
+        const std::shared_ptr<WebView>& sameOrigin = nullptr);
 
     std::string className() const override { return "MobileWebViewBridge"; }
     std::optional<std::string> userAgentSuffix() const override { return "TDC_SDK"; }
@@ -28,7 +31,8 @@ class MobileWebViewBridge : public LaunchingWebViewBridge {
   protected:
     using LaunchingWebViewBridge::LaunchingWebViewBridge;
     /// A fresh web view with default settings (none without a platform that makes them).
-    static std::shared_ptr<WebView> makeDefaultWebView();
+    static std::shared_ptr<WebView> makeDefaultWebView(
+        const std::shared_ptr<WebView>& sameOrigin = nullptr);
     /// The construction steps on an owned bridge made with such a view.
     static void initializeMobile(const std::shared_ptr<MobileWebViewBridge>& bridge,
                                  const std::shared_ptr<NativeLaunchConfiguration>& config);

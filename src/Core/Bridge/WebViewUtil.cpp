@@ -2,6 +2,7 @@
 
 #include "Core/Javascript/JSEncodable.hpp"
 #include "Core/Utils/DispatchHelper.hpp"
+#include "Core/Utils/URL.hpp"
 #include "Platform/Platform.hpp"
 
 namespace tandri {
@@ -76,6 +77,16 @@ void appendToUserAgent(const std::shared_ptr<WebView>& webView, const std::strin
         if (auto view = weakView.lock()) view->setCustomUserAgent(userAgentText(agent, suffix));
         if (completion) completion();
     });
+}
+
+std::shared_ptr<WebView> viewShowingOriginOf(const std::shared_ptr<WebView>& view,
+                                             const std::string& url) {
+    if (!view) return nullptr;
+    auto target = URL::parse(url);
+    auto showing = view->url();
+    auto shown = showing ? URL::parse(*showing) : std::nullopt;
+    if (target && shown && target->origin() && target->origin() == shown->origin()) return view;
+    return nullptr;
 }
 
 const std::optional<Value>& cachedDefaultUserAgent() {

@@ -35,6 +35,11 @@ void getCurrentUserAgent(const std::shared_ptr<WebView>& webView,
 void appendToUserAgent(const std::shared_ptr<WebView>& webView, const std::string& suffix,
                        std::function<void()> completion);
 
+/// `view` when the page it shows has the origin of `url` (scheme, host and port), else none: the
+/// only view whose engine process a new view for `url` may start in.
+std::shared_ptr<WebView> viewShowingOriginOf(const std::shared_ptr<WebView>& view,
+                                             const std::string& url);
+
 /// The default user agent learnt by the probe, if it has finished.
 const std::optional<Value>& cachedDefaultUserAgent();
 

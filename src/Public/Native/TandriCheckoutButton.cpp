@@ -4,6 +4,7 @@
 
 #include "Core/Bridge/CheckoutWebViewBridge.hpp"
 #include "Core/Bridge/LoadingSpinnerViewController.hpp"
+#include "Core/Bridge/WebViewUtil.hpp"
 #include "Core/Javascript/JSEncodable.hpp"
 #include "Core/Storage/Storage.hpp"
 #include "Core/Utils/DispatchHelper.hpp"
@@ -117,8 +118,14 @@ void TandriCheckoutButton::setupBridge(std::shared_ptr<NativeLaunchConfiguration
     if (containerView && containerView->superview().get() == this) {
         containerView->removeFromSuperview();
     }
-    if (bridge && bridge->webView) bridge->webView->setNavigationDelegate({});
-    bridge = MobileWebViewBridge::initWithLaunchConfig(config);
+    // A button made again (after each checkout) starts in the engine process its page had, when
+    // it shows the same origin: the checkout pages that start beside it find that process warm.
+    std::shared_ptr<WebView> sameOrigin;
+    if (bridge && bridge->webView) {
+        bridge->webView->setNavigationDelegate({});
+        if (auto url = buttonUrlString()) sameOrigin = viewShowingOriginOf(bridge->webView, *url);
+    }
+    bridge = MobileWebViewBridge::initWithLaunchConfig(config, sameOrigin);
 
     liveWebViewHost = std::make_shared<WebViewHost>();
     liveWebViewHost->setWebView(bridge->webView);
@@ -153,13 +160,20 @@ void TandriCheckoutButton::setupBridge(std::shared_ptr<NativeLaunchConfiguration
     liveWebViewHost->setUserInteractionEnabled(false);
 }
 
-void TandriCheckoutButton::loadButtonWebview() {
-    if (!launchConfig || !bridge || !bridge->webView) return;
+std::optional<std::string> TandriCheckoutButton::buttonUrlString() const {
+    if (!launchConfig) return std::nullopt;
     const char* color = style_ != 0 ? "standard" : "neutral";
     auto text = appendMobileButtonWithColor(launchConfig->profile.buildHostURLString(), color);
-    if (!URL::parse(text)) return;
+    if (!URL::parse(text)) return std::nullopt;
+    return text;
+}
+
+void TandriCheckoutButton::loadButtonWebview() {
+    if (!bridge || !bridge->webView) return;
+    auto text = buttonUrlString();
+    if (!text) return;
     URLRequest request;
-    request.url = text;
+    request.url = *text;
     bridge->webView->loadRequest(request);
     resolvedButtonUrl = text;
 }

@@ -47,6 +47,8 @@ class TandriCheckoutButton : public View, public NavigationDelegate {
     void setButtonAccessibility(const std::optional<Value>& text);
     void cacheCheckoutButton(const std::optional<Value>& html);
     void loadButtonWebview();
+    /// The button page's address for the current configuration and style, if it makes one.
+    std::optional<std::string> buttonUrlString() const;
     void setupBridge(std::shared_ptr<NativeLaunchConfiguration> config);
     void buttonTapped();
 
