@@ -36,6 +36,28 @@ inline GtkWidget* windowChild(GtkWidget* window) {
 #endif
 }
 
+// Puts `child` in the shown window in place of the one it held.
+inline void replaceWindowChild(GtkWidget* window, GtkWidget* child) {
+#if TANDRI_GTK_MAJOR == 4
+    gtk_window_set_child(GTK_WINDOW(window), child);
+#else
+    if (GtkWidget* old = gtk_bin_get_child(GTK_BIN(window))) {
+        gtk_container_remove(GTK_CONTAINER(window), old);
+    }
+    gtk_container_add(GTK_CONTAINER(window), child);
+    gtk_widget_show_all(window);
+#endif
+}
+
+// `child` after the box's others, at its requested size.
+inline void appendToBox(GtkWidget* box, GtkWidget* child) {
+#if TANDRI_GTK_MAJOR == 4
+    gtk_box_append(GTK_BOX(box), child);
+#else
+    gtk_box_pack_start(GTK_BOX(box), child, FALSE, FALSE, 0);
+#endif
+}
+
 inline void destroyWindow(GtkWidget* window) {
 #if TANDRI_GTK_MAJOR == 4
     gtk_window_destroy(GTK_WINDOW(window));
