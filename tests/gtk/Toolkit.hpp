@@ -58,6 +58,20 @@ inline void appendToBox(GtkWidget* box, GtkWidget* child) {
 #endif
 }
 
+// How many hear the widget's input events besides its own class: handlers of its "event" signal
+// on GTK 3 (1 for any), its event controllers on GTK 4.
+inline unsigned inputListeners(GtkWidget* widget) {
+#if TANDRI_GTK_MAJOR == 4
+    GListModel* controllers = gtk_widget_observe_controllers(widget);
+    const unsigned count = g_list_model_get_n_items(controllers);
+    g_object_unref(controllers);
+    return count;
+#else
+    const guint event = g_signal_lookup("event", GTK_TYPE_WIDGET);
+    return g_signal_has_handler_pending(widget, event, 0, FALSE) ? 1 : 0;
+#endif
+}
+
 inline void destroyWindow(GtkWidget* window) {
 #if TANDRI_GTK_MAJOR == 4
     gtk_window_destroy(GTK_WINDOW(window));
