@@ -121,6 +121,10 @@ TEST(GtkWebViewAdopt, TheMerchantsOwnViewCarriesThePluginAndIsLeftAsItWas) {
     auto* checkout = dynamic_cast<GtkWebView*>(windows->opened.get());
     ASSERT_NE(checkout, nullptr);
     EXPECT_EQ(webkit_web_view_get_context(checkout->widget()), own);
+    // Related as the engine relates a page's windows: the opener's cookies and settings.
+    EXPECT_EQ(cookieManagerOf(checkout->widget()), cookieManagerOf(merchantView));
+    EXPECT_EQ(webkit_web_view_get_settings(checkout->widget()),
+              webkit_web_view_get_settings(merchantView));
     EXPECT_EQ(run(*windows->opened, "String(window.opener !== null)"), "true");
 
     // Let go: nothing of the wrapper's stays connected, the view and its page are the merchant's.

@@ -312,6 +312,7 @@ TEST_F(BridgeEngineTest, AViewMadeBesideAnotherSharesItsProcessAndNothingItsPage
     WebKitWebView* buttonView = static_cast<GtkWebView&>(*button).widget();
     WebKitWebView* besideView = static_cast<GtkWebView&>(*beside).widget();
     EXPECT_NE(webkit_web_view_get_settings(buttonView), webkit_web_view_get_settings(besideView));
+    EXPECT_EQ(cookieManagerOf(besideView), cookieManagerOf(buttonView)) << "one cookie store";
     EXPECT_STRNE(webkit_settings_get_user_agent(webkit_web_view_get_settings(buttonView)),
                  "beside/1");
     button->reload();
