@@ -7,20 +7,17 @@
 namespace tandri::gtk {
 
 #if TANDRI_GTK_MAJOR == 4
-// Takes `widget` out of whatever holds it. GTK 4 has no common container: each parent that keeps
-// its children apart from the widget tree must be told by its own call; any other parent (a
-// widget of our own) is one the child is simply unparented from.
+// Takes `widget` out of whatever holds it. GTK 4 has no common container: a parent that keeps its
+// child apart from the widget tree (a window, a stack's page) must be told by its own call; a
+// box, a fixed or a widget of our own holds its children only as the tree's, and unparenting is
+// all their removal does. (A view placed in another kind of parent needs its call here.)
 inline void removeFromParent(GtkWidget* widget) {
     GtkWidget* parent = gtk_widget_get_parent(widget);
     if (parent == nullptr) return;
     if (GTK_IS_WINDOW(parent)) {
         gtk_window_set_child(GTK_WINDOW(parent), nullptr);
-    } else if (GTK_IS_BOX(parent)) {
-        gtk_box_remove(GTK_BOX(parent), widget);
     } else if (GTK_IS_STACK(parent)) {
         gtk_stack_remove(GTK_STACK(parent), widget);
-    } else if (GTK_IS_FIXED(parent)) {
-        gtk_fixed_remove(GTK_FIXED(parent), widget);
     } else {
         gtk_widget_unparent(widget);
     }
