@@ -24,9 +24,8 @@ inline void removeFromParent(GtkWidget* widget) {
 }
 #endif
 
-// Takes `widget` out of its parent and disposes of it now, whoever else still holds a reference
-// (a web view closes its page and lets its web process go). The caller's own reference stays
-// the caller's to drop.
+// Takes `widget` out of its parent and disposes of it now, whoever else still holds a reference,
+// as GTK 3's destroy does. The caller's own reference stays the caller's to drop.
 inline void destroyWidget(GtkWidget* widget) {
 #if TANDRI_GTK_MAJOR == 4
     removeFromParent(widget);
