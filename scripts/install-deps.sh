@@ -10,7 +10,7 @@ packages=(
   libplist-dev libsqlite3-dev libsecret-1-dev gnome-keyring dbus libb64-dev
   nodejs openssl curl file dpkg-dev
   libwebkit2gtk-4.1-dev libsoup-3.0-dev xvfb xauth xdotool inotify-tools
-  libwebkitgtk-6.0-dev libgtk-4-dev libadwaita-1-dev
+  libwebkitgtk-6.0-dev libgtk-4-dev libadwaita-1-dev libxtst-dev
 )
 if [ -n "${TANDRI_EXTRA_PACKAGES:-}" ]; then
   read -r -a extra <<<"$TANDRI_EXTRA_PACKAGES"

@@ -64,7 +64,7 @@ struct MerchantWindows : UIDelegate {
 };
 
 TEST(GtkWebViewAdopt, TheMerchantsOwnViewCarriesThePluginAndIsLeftAsItWas) {
-    gtk_init(nullptr, nullptr);
+    initToolkit();
     Platform saved = Platform::current();
     Platform ports;
     ports.mainQueue = std::make_shared<GtkMainQueue>();
@@ -84,13 +84,13 @@ TEST(GtkWebViewAdopt, TheMerchantsOwnViewCarriesThePluginAndIsLeftAsItWas) {
     auto* merchantView = WEBKIT_WEB_VIEW(merchant);
     webkit_settings_set_javascript_can_open_windows_automatically(
         webkit_web_view_get_settings(merchantView), TRUE);
-    GtkWidget* window = gtk_offscreen_window_new();
-    gtk_container_add(GTK_CONTAINER(window), merchant);
-    gtk_widget_show_all(window);
+    GtkWidget* window = showInWindow(merchant);
+    const unsigned listeners = inputListeners(merchant);
 
     auto wrapper = factory->adopt(merchantView);
     ASSERT_NE(wrapper, nullptr);
     EXPECT_EQ(wrapper->widget(), merchantView);
+    EXPECT_GT(inputListeners(merchant), listeners) << "the scroll and zoom filter";
     auto windows = std::make_shared<MerchantWindows>();
     wrapper->setUIDelegate(windows);
     auto screen = std::make_shared<ViewController>();
@@ -121,6 +121,10 @@ TEST(GtkWebViewAdopt, TheMerchantsOwnViewCarriesThePluginAndIsLeftAsItWas) {
     auto* checkout = dynamic_cast<GtkWebView*>(windows->opened.get());
     ASSERT_NE(checkout, nullptr);
     EXPECT_EQ(webkit_web_view_get_context(checkout->widget()), own);
+    // Related as the engine relates a page's windows: the opener's cookies and settings.
+    EXPECT_EQ(cookieManagerOf(checkout->widget()), cookieManagerOf(merchantView));
+    EXPECT_EQ(webkit_web_view_get_settings(checkout->widget()),
+              webkit_web_view_get_settings(merchantView));
     EXPECT_EQ(run(*windows->opened, "String(window.opener !== null)"), "true");
 
     // Let go: nothing of the wrapper's stays connected, the view and its page are the merchant's.
@@ -134,10 +138,11 @@ TEST(GtkWebViewAdopt, TheMerchantsOwnViewCarriesThePluginAndIsLeftAsItWas) {
     ASSERT_TRUE(gone.expired());
     EXPECT_FALSE(g_signal_has_handler_pending(merchantView, message, 0, FALSE));
     EXPECT_FALSE(g_signal_has_handler_pending(merchantView, create, 0, FALSE));
+    EXPECT_EQ(inputListeners(merchant), listeners);
     EXPECT_EQ(gtk_widget_get_parent(merchant), window);
     EXPECT_STREQ(webkit_web_view_get_uri(merchantView), "tandri-adopt://shop.example/shop");
 
-    gtk_widget_destroy(window);
+    destroyWindow(window);
     Platform::install(saved);
 }
 

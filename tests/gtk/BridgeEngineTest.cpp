@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
 #include <string>
@@ -31,7 +32,7 @@ using namespace tandri::gtk;
 using namespace tandri::gtk::testing;
 
 struct BridgeEngineTest : ::testing::Test {
-    static void SetUpTestSuite() { gtk_init(nullptr, nullptr); }
+    static void SetUpTestSuite() { initToolkit(); }
     void SetUp() override {
         char pattern[] = "/tmp/tandri-engine-XXXXXX";
         ASSERT_NE(mkdtemp(pattern), nullptr);
@@ -50,10 +51,9 @@ struct BridgeEngineTest : ::testing::Test {
         Platform::install(ports);
         savedDomain = makerDomain();
         setMakerDomain("tandri.test");
-        window = gtk_offscreen_window_new();
     }
     void TearDown() override {
-        if (window != nullptr) gtk_widget_destroy(window);
+        if (window != nullptr) destroyWindow(window);
         setMakerDomain(savedDomain);
         Platform::install(saved);
         std::system(("rm -rf " + dir).c_str());
@@ -69,12 +69,10 @@ struct BridgeEngineTest : ::testing::Test {
         return out.value_or("timeout");
     }
 
-    /// A view in the window with a bridge that answers at "receive" and keeps values.
+    /// A view in a window of its own with a bridge that answers at "receive" and keeps values.
     std::pair<std::shared_ptr<WebView>, std::shared_ptr<JSBridge>> storageBridge() {
         auto view = factory->makeWebView();
-        gtk_container_add(GTK_CONTAINER(window),
-                          GTK_WIDGET(static_cast<GtkWebView&>(*view).widget()));
-        gtk_widget_show_all(window);
+        window = showInWindow(GTK_WIDGET(static_cast<GtkWebView&>(*view).widget()));
         auto bridge = JSBridge::create(view);
         bridge->messageHandlerPath = "receive";
         bridge->messageHandlers["get"] = JSBridge::onGet();
@@ -230,9 +228,14 @@ TEST_F(BridgeEngineTest, AnAnswerForADocumentThatHasGoneIsDropped) {
     EXPECT_EQ(answers(), "\"own:fast own\"");
 }
 
-/// The engine's web processes this process has started and that are still running.
+/// The engine's web processes this process has started and that are still running: its
+/// descendants, as a sandboxed web process is started through the sandbox's launcher.
 int webProcesses() {
-    int count = 0;
+    struct Process {
+        long parent = 0;
+        bool webProcess = false;
+    };
+    std::map<long, Process> processes;
     for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
         std::ifstream stat(entry.path() / "stat");
         std::string line;
@@ -245,9 +248,21 @@ int webProcesses() {
         char state = 0;
         long parent = 0;
         rest >> state >> parent;
-        if (parent == getpid() &&
-            line.substr(open + 1, close - open - 1).starts_with("WebKitWebProc"))
-            ++count;
+        processes[std::atol(line.c_str())] = {
+            parent,
+            state != 'Z' && line.substr(open + 1, close - open - 1).starts_with("WebKitWebProc")};
+    }
+    int count = 0;
+    for (const auto& [pid, process] : processes) {
+        if (!process.webProcess) continue;
+        for (long up = process.parent; up > 1;) {
+            if (up == getpid()) {
+                ++count;
+                break;
+            }
+            auto next = processes.find(up);
+            up = next != processes.end() ? next->second.parent : 0;
+        }
     }
     return count;
 }
@@ -273,10 +288,7 @@ TEST_F(BridgeEngineTest, AViewMadeBesideAnotherSharesItsProcessAndNothingItsPage
     ASSERT_GE(before, 1);
 
     auto beside = factory->makeWebViewBeside(factory->makeConfiguration(), button);
-    GtkWidget* second = gtk_offscreen_window_new();
-    gtk_container_add(GTK_CONTAINER(second),
-                      GTK_WIDGET(static_cast<GtkWebView&>(*beside).widget()));
-    gtk_widget_show_all(second);
+    GtkWidget* second = showInWindow(GTK_WIDGET(static_cast<GtkWebView&>(*beside).widget()));
     beside->setCustomUserAgent("beside/1");
     auto bridge = JSBridge::create(beside);
     bridge->messageHandlerPath = "receive";
@@ -300,6 +312,7 @@ TEST_F(BridgeEngineTest, AViewMadeBesideAnotherSharesItsProcessAndNothingItsPage
     WebKitWebView* buttonView = static_cast<GtkWebView&>(*button).widget();
     WebKitWebView* besideView = static_cast<GtkWebView&>(*beside).widget();
     EXPECT_NE(webkit_web_view_get_settings(buttonView), webkit_web_view_get_settings(besideView));
+    EXPECT_EQ(cookieManagerOf(besideView), cookieManagerOf(buttonView)) << "one cookie store";
     EXPECT_STRNE(webkit_settings_get_user_agent(webkit_web_view_get_settings(buttonView)),
                  "beside/1");
     button->reload();
@@ -311,10 +324,7 @@ TEST_F(BridgeEngineTest, AViewMadeBesideAnotherSharesItsProcessAndNothingItsPage
 
     // A view made the usual way starts a process of its own (so the count above can tell).
     auto own = factory->makeWebView();
-    gtk_container_remove(GTK_CONTAINER(second),
-                         GTK_WIDGET(static_cast<GtkWebView&>(*beside).widget()));
-    gtk_container_add(GTK_CONTAINER(second), GTK_WIDGET(static_cast<GtkWebView&>(*own).widget()));
-    gtk_widget_show_all(second);
+    replaceWindowChild(second, GTK_WIDGET(static_cast<GtkWebView&>(*own).widget()));
     own->loadHTMLString(page("own"), std::string("https://checkout.tandri.test/own"));
     ASSERT_TRUE(showing(own, "own"));
     EXPECT_EQ(webProcesses(), before + 1);
@@ -330,7 +340,7 @@ TEST_F(BridgeEngineTest, AViewMadeBesideAnotherSharesItsProcessAndNothingItsPage
     merchantView.reset();
     g_object_unref(merchants);
     own.reset();  // before its window, which would take the engine's view with it
-    gtk_widget_destroy(second);
+    destroyWindow(second);
 }
 
 }  // namespace

@@ -37,7 +37,7 @@ bool has(const std::vector<Cookie>& list, const std::string& name, const std::st
 }
 
 TEST(GtkCookies, FollowsTheEngineAndTheEngineFollowsThePort) {
-    gtk_init(nullptr, nullptr);
+    testing::initToolkit();
     GtkWebViewFactory factory;
     GtkCookies cookies(factory.context());
     auto page = factory.makeWebView();
@@ -109,7 +109,7 @@ TEST(GtkCookies, OneRunOnADataDirectory) {
     const char* phase = std::getenv("TANDRI_COOKIE_RUN");
     const char* dir = std::getenv("TANDRI_COOKIE_DIR");
     if (phase == nullptr || dir == nullptr) GTEST_SKIP() << "run by the restart test";
-    gtk_init(nullptr, nullptr);
+    testing::initToolkit();
     GtkWebViewFactory factory({}, dir);
     GtkCookies cookies(factory.context());
     auto page = factory.makeWebView();

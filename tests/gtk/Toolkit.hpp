@@ -36,6 +36,42 @@ inline GtkWidget* windowChild(GtkWidget* window) {
 #endif
 }
 
+// Puts `child` in the shown window in place of the one it held.
+inline void replaceWindowChild(GtkWidget* window, GtkWidget* child) {
+#if TANDRI_GTK_MAJOR == 4
+    gtk_window_set_child(GTK_WINDOW(window), child);
+#else
+    if (GtkWidget* old = gtk_bin_get_child(GTK_BIN(window))) {
+        gtk_container_remove(GTK_CONTAINER(window), old);
+    }
+    gtk_container_add(GTK_CONTAINER(window), child);
+    gtk_widget_show_all(window);
+#endif
+}
+
+// `child` after the box's others, at its requested size.
+inline void appendToBox(GtkWidget* box, GtkWidget* child) {
+#if TANDRI_GTK_MAJOR == 4
+    gtk_box_append(GTK_BOX(box), child);
+#else
+    gtk_box_pack_start(GTK_BOX(box), child, FALSE, FALSE, 0);
+#endif
+}
+
+// How many hear the widget's input events besides its own class: handlers of its "event" signal
+// on GTK 3 (1 for any), its event controllers on GTK 4.
+inline unsigned inputListeners(GtkWidget* widget) {
+#if TANDRI_GTK_MAJOR == 4
+    GListModel* controllers = gtk_widget_observe_controllers(widget);
+    const unsigned count = g_list_model_get_n_items(controllers);
+    g_object_unref(controllers);
+    return count;
+#else
+    const guint event = g_signal_lookup("event", GTK_TYPE_WIDGET);
+    return g_signal_has_handler_pending(widget, event, 0, FALSE) ? 1 : 0;
+#endif
+}
+
 inline void destroyWindow(GtkWidget* window) {
 #if TANDRI_GTK_MAJOR == 4
     gtk_window_destroy(GTK_WINDOW(window));

@@ -5,7 +5,7 @@
 namespace tandri::gtk {
 
 // Reads and changes in flight keep the state, and with it the engine's context, alive: the cookie
-// manager must not outlive its context.
+// manager must not outlive its context (or the network session the context carries).
 struct GtkCookies::State {
     WebKitWebContext* context = nullptr;
     WebKitCookieManager* manager = nullptr;
@@ -135,8 +135,7 @@ void GtkCookies::State::refresh(const std::shared_ptr<State>& self) {
 
 GtkCookies::GtkCookies(WebKitWebContext* context) : state_(std::make_shared<State>()) {
     state_->context = WEBKIT_WEB_CONTEXT(g_object_ref(context));
-    state_->manager =
-        WEBKIT_COOKIE_MANAGER(g_object_ref(webkit_web_context_get_cookie_manager(context)));
+    state_->manager = WEBKIT_COOKIE_MANAGER(g_object_ref(cookieManagerOf(context)));
     state_->changedHandler = g_signal_connect_data(
         state_->manager, "changed", G_CALLBACK(onChanged), new WeakState(state_),
         +[](gpointer data, GClosure*) { delete static_cast<WeakState*>(data); }, GConnectFlags{});

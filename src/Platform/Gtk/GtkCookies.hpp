@@ -7,11 +7,10 @@
 // (they reach the engine a moment later). A read therefore sees what the engine
 // last reported plus everything set through the port.
 
-#include <webkit2/webkit2.h>
-
 #include <memory>
 
 #include "Platform/Cookies.hpp"
+#include "Platform/Gtk/WebKit.hpp"
 
 namespace tandri::gtk {
 

@@ -3,6 +3,7 @@
 #include <libsoup/soup.h>
 
 #include "Platform/Gtk/ScriptChannel.hpp"
+#include "Platform/Gtk/Widgets.hpp"
 #include "tandri/Json.hpp"
 
 namespace tandri::gtk {
@@ -59,14 +60,17 @@ void evaluated(GObject* source, GAsyncResult* result, gpointer data) {
 GtkWebView::GtkWebView(GtkWebViewFactory& factory,
                        std::shared_ptr<WebViewConfiguration> configuration, WebKitWebView* related)
     : factory_(factory), configuration_(std::move(configuration)) {
-    GtkWidget* widget =
-        related != nullptr ? webkit_web_view_new_with_related_view(related)
-        // Its peer's process only: the settings and content manager are the new view's own.
-        : factory.processPeer_ != nullptr
-            ? GTK_WIDGET(
-                  g_object_new(WEBKIT_TYPE_WEB_VIEW, "related-view", factory.processPeer_, nullptr))
-            : GTK_WIDGET(
-                  g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", factory.context_, nullptr));
+    GtkWidget* widget = nullptr;
+    if (related != nullptr) {
+        widget = newRelatedWebView(related);
+    } else if (factory.processPeer_ != nullptr) {
+        // Its peer's process and network session only: the settings and content manager are the
+        // new view's own.
+        widget = GTK_WIDGET(
+            g_object_new(WEBKIT_TYPE_WEB_VIEW, "related-view", factory.processPeer_, nullptr));
+    } else {
+        widget = newWebView(factory.context_);
+    }
     view_ = WEBKIT_WEB_VIEW(g_object_ref_sink(widget));
     webkit_settings_set_javascript_can_open_windows_automatically(
         webkit_web_view_get_settings(view_),
@@ -94,7 +98,16 @@ void GtkWebView::attach() {
     g_signal_connect(view_, "create", G_CALLBACK(onCreate), this);
     g_signal_connect(view_, "close", G_CALLBACK(onClose), this);
     // Before the engine's own handlers, so a view with scrolling off never sees the gestures.
+#if TANDRI_GTK_MAJOR == 4
+    // A controller in the capture phase takes each event on its way down to the view, before
+    // the engine's own handlers there, and stops the refused ones.
+    inputFilter_ = gtk_event_controller_legacy_new();
+    gtk_event_controller_set_propagation_phase(inputFilter_, GTK_PHASE_CAPTURE);
+    g_signal_connect(inputFilter_, "event", G_CALLBACK(onInputEvent), this);
+    gtk_widget_add_controller(GTK_WIDGET(view_), inputFilter_);
+#else
     g_signal_connect(view_, "event", G_CALLBACK(onInputEvent), this);
+#endif
     channel_ = ScriptChannel::connect(view_, [this](WebKitWebView*, const ChannelPost& post) {
         auto* controller = dynamic_cast<HandlerTableContentController*>(
             configuration_->userContentController.get());
@@ -108,13 +121,16 @@ void GtkWebView::attach() {
 
 GtkWebView::~GtkWebView() {
     g_signal_handlers_disconnect_matched(view_, G_SIGNAL_MATCH_DATA, 0, 0, nullptr, nullptr, this);
+#if TANDRI_GTK_MAJOR == 4
+    gtk_widget_remove_controller(GTK_WIDGET(view_), inputFilter_);
+#endif
     ScriptChannel::disconnect(view_, channel_);
     if (!adopted_) {
         g_signal_handlers_disconnect_matched(
             view_, G_SIGNAL_MATCH_ID,
             g_signal_lookup("user-message-received", WEBKIT_TYPE_WEB_VIEW), 0, nullptr, nullptr,
             nullptr);
-        gtk_widget_destroy(GTK_WIDGET(view_));
+        destroyWidget(GTK_WIDGET(view_));
     }
     g_object_unref(view_);
 }
@@ -322,13 +338,19 @@ GtkWidget* GtkWebView::onCreate(WebKitWebView* opener, WebKitNavigationAction* a
     return gtkView != nullptr ? GTK_WIDGET(gtkView->view_) : nullptr;
 }
 
-gboolean GtkWebView::onInputEvent(GtkWidget*, GdkEvent* event, gpointer self) {
+gboolean GtkWebView::onInputEvent(gpointer, GdkEvent* event, gpointer self) {
     auto* view = static_cast<GtkWebView*>(self);
+#if TANDRI_GTK_MAJOR == 4
+    const GdkModifierType state = gdk_event_get_modifier_state(event);
+#else
+    GdkModifierType state{};
+    gdk_event_get_state(event, &state);
+#endif
     // ctrl+wheel is the desktop's zoom; the wheel, the touchpad's swipe and touch-screen drags
     // scroll.
-    switch (event->type) {
+    switch (gdk_event_get_event_type(event)) {
         case GDK_SCROLL:
-            if ((event->scroll.state & GDK_CONTROL_MASK) != 0) return !view->zoomEnabled();
+            if ((state & GDK_CONTROL_MASK) != 0) return !view->zoomEnabled();
             return !view->scrollEnabled();
         case GDK_TOUCHPAD_PINCH:
             return !view->zoomEnabled();
@@ -348,20 +370,16 @@ void GtkWebView::onClose(WebKitWebView*, gpointer self) {
 GtkWebViewFactory::GtkWebViewFactory(NetworkSettings settings, std::string dataDirectory)
     : settings_(std::move(settings)) {
     if (dataDirectory.empty()) {
-        context_ = webkit_web_context_new_ephemeral();
+        context_ = newEphemeralContext();
     } else {
         // Private to the user, like the library's own store.
         g_mkdir_with_parents(dataDirectory.c_str(), 0700);
         const std::string data = dataDirectory + "/data";
         const std::string cache = dataDirectory + "/cache";
-        WebKitWebsiteDataManager* manager = webkit_website_data_manager_new(
-            "base-data-directory", data.c_str(), "base-cache-directory", cache.c_str(), nullptr);
-        context_ = webkit_web_context_new_with_website_data_manager(manager);
-        g_object_unref(manager);
+        context_ = newPersistentContext(data.c_str(), cache.c_str());
         const std::string cookies = dataDirectory + "/cookies.sqlite";
-        webkit_cookie_manager_set_persistent_storage(
-            webkit_web_context_get_cookie_manager(context_), cookies.c_str(),
-            WEBKIT_COOKIE_PERSISTENT_STORAGE_SQLITE);
+        webkit_cookie_manager_set_persistent_storage(cookieManagerOf(context_), cookies.c_str(),
+                                                     WEBKIT_COOKIE_PERSISTENT_STORAGE_SQLITE);
     }
     ScriptChannel::prepareContext(context_, kChannel);
     settings_.applyTo(context_);

@@ -6,12 +6,11 @@
 // content controller. Requests WebKit cannot make itself (a method other than
 // GET, or a body) are sent natively and shown as their URL's page.
 
-#include <webkit2/webkit2.h>
-
 #include <map>
 #include <memory>
 
 #include "Platform/Gtk/HttpLoader.hpp"
+#include "Platform/Gtk/WebKit.hpp"
 #include "Platform/WebView.hpp"
 
 namespace tandri::gtk {
@@ -56,13 +55,17 @@ class GtkWebView : public WebView {
                                    WebKitPolicyDecisionType type, gpointer self);
     static GtkWidget* onCreate(WebKitWebView*, WebKitNavigationAction* action, gpointer self);
     static void onClose(WebKitWebView*, gpointer self);
-    static gboolean onInputEvent(GtkWidget*, GdkEvent* event, gpointer self);
+    // Heard from the view itself on GTK 3, from a capture-phase controller on it on GTK 4.
+    static gboolean onInputEvent(gpointer, GdkEvent* event, gpointer self);
 
     GtkWebViewFactory& factory_;
     std::shared_ptr<WebViewConfiguration> configuration_;
     WebKitWebView* view_ = nullptr;
     bool adopted_ = false;  // the merchant's view: only referenced, never destroyed
     gulong channel_ = 0;
+#if TANDRI_GTK_MAJOR == 4
+    GtkEventController* inputFilter_ = nullptr;  // owned by the view
+#endif
     std::optional<std::string> customUserAgent_;
     NavigationHandle current_;
     bool committed_ = false;

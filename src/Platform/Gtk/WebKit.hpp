@@ -78,15 +78,37 @@ inline void allowCertificateForHost(WebKitWebContext* context, GTlsCertificate* 
 #endif
 }
 
+#if TANDRI_GTK_MAJOR == 4
+// A new context carrying `session` (taken) for its views.
+inline WebKitWebContext* newContextWithSession(WebKitNetworkSession* session) {
+    WebKitWebContext* context = webkit_web_context_new();
+    g_object_set_data_full(G_OBJECT(context), kNetworkSessionKey, session, g_object_unref);
+    return context;
+}
+#endif
+
 // A context that keeps nothing on disk.
 inline WebKitWebContext* newEphemeralContext() {
 #if TANDRI_GTK_MAJOR == 4
-    WebKitWebContext* context = webkit_web_context_new();
-    g_object_set_data_full(G_OBJECT(context), kNetworkSessionKey,
-                           webkit_network_session_new_ephemeral(), g_object_unref);
-    return context;
+    return newContextWithSession(webkit_network_session_new_ephemeral());
 #else
     return webkit_web_context_new_ephemeral();
+#endif
+}
+
+// A context whose pages keep their data (local storage, databases) under `dataDirectory` and
+// their caches under `cacheDirectory`. Cookies stay in memory until a persistent storage is set
+// on its cookie manager.
+inline WebKitWebContext* newPersistentContext(const char* dataDirectory,
+                                              const char* cacheDirectory) {
+#if TANDRI_GTK_MAJOR == 4
+    return newContextWithSession(webkit_network_session_new(dataDirectory, cacheDirectory));
+#else
+    WebKitWebsiteDataManager* manager = webkit_website_data_manager_new(
+        "base-data-directory", dataDirectory, "base-cache-directory", cacheDirectory, nullptr);
+    WebKitWebContext* context = webkit_web_context_new_with_website_data_manager(manager);
+    g_object_unref(manager);
+    return context;
 #endif
 }
 
@@ -113,11 +135,15 @@ inline void registerHostHandler(WebKitUserContentManager* contents, const char* 
 #endif
 }
 
-// A view related to `related` (sharing its process).
-
+// A view related to `related`: it shares its process and network session, and its settings,
+// content manager and website policies.
 inline GtkWidget* newRelatedWebView(WebKitWebView* related) {
 #if TANDRI_GTK_MAJOR == 4
-    return GTK_WIDGET(g_object_new(WEBKIT_TYPE_WEB_VIEW, "related-view", related, nullptr));
+    return GTK_WIDGET(g_object_new(WEBKIT_TYPE_WEB_VIEW, "related-view", related, "settings",
+                                   webkit_web_view_get_settings(related), "user-content-manager",
+                                   webkit_web_view_get_user_content_manager(related),
+                                   "website-policies",
+                                   webkit_web_view_get_website_policies(related), nullptr));
 #else
     return webkit_web_view_new_with_related_view(related);
 #endif
