@@ -19,6 +19,7 @@ cmake --build "$build" -j "${JOBS:-2}"
 mkdir -p "$out"
 gtk="$build/src/Platform/Gtk"
 
+if [ "${TIMELINE_ONLY:-0}" != 1 ]; then
 echo "== round trips in a real WebKit view ($N each)"
 scripts/with-display.sh "$gtk/library_round_trip" "$N" --json "$out/round-trip.json" |
   tee "$out/round-trip.txt"
@@ -31,6 +32,7 @@ done
 echo "-- the same with a one-letter stored value (what carrying the record costs)"
 TANDRI_ROUND_TRIP_SMALL=1 scripts/with-display.sh "$gtk/library_round_trip" "$N" |
   tee "$out/round-trip-small.txt"
+fi
 
 echo "== tap to checkout against the sandbox, and the bare engine's load of the same page"
 scripts/with-display.sh "$gtk/checkout_timeline" --runs "$RUNS" --taps "$TAPS" \

@@ -561,15 +561,10 @@ int main(int argc, char** argv) {
     }
     if (!childOut.empty()) return child(taps, childOut);
 
-    std::vector<Series> series{{"first tap", {}},
-                               {"later taps", {}},
-                               {"bare fresh view", {}},
-                               {"bare warm view", {}},
-                               {"start-up", {}},
-                               {"bare spare view", {}},
-                               {"bare primed view", {}},
-                               {"bare related view", {}},
-                               {"bare related view shown once loaded", {}}};
+    std::vector<Series> series{
+        {"first tap", {}},        {"later taps", {}},        {"bare fresh view", {}},
+        {"bare warm view", {}},   {"start-up", {}},          {"bare spare view", {}},
+        {"bare primed view", {}}, {"bare related view", {}}, {"bare hidden view", {}}};
     std::vector<double> rssLibrary, rssAll, rssHost, rssHostAtStart;
     char dir[] = "/tmp/tandri-timeline-runs-XXXXXX";
     if (mkdtemp(dir) == nullptr) return 1;
