@@ -15,9 +15,6 @@
 //
 //   library_round_trip [N] [--json FILE]
 
-#include <gtk/gtk.h>
-#include <webkit2/webkit2.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -26,8 +23,10 @@
 #include "Core/Utils/URL.hpp"
 #include "Platform/Gtk/GtkMainQueue.hpp"
 #include "Platform/Gtk/GtkWebView.hpp"
+#include "Platform/Gtk/WebKit.hpp"
 #include "Platform/Linux/PersistentStorage.hpp"
 #include "RoundTrip.hpp"
+#include "Toolkit.hpp"
 
 namespace {
 
@@ -73,9 +72,9 @@ struct Bench {
     }
 };
 
-void onBare(WebKitUserContentManager*, WebKitJavascriptResult* result, gpointer data) {
+void onBare(WebKitUserContentManager*, gpointer message, gpointer data) {
     auto* bench = static_cast<Bench*>(data);
-    JSCValue* value = webkit_javascript_result_get_js_value(result);
+    JSCValue* value = tandri::gtk::scriptMessageValue(message);
     if (jsc_value_is_string(value)) {
         char* text = jsc_value_to_string(value);
         const std::string body = text;
@@ -102,7 +101,7 @@ int main(int argc, char** argv) {
     int n = 0;
     const char* jsonPath = nullptr;
     tandri::bench::parseArguments(argc, argv, n, jsonPath);
-    gtk_init(&argc, &argv);
+    tandri::gtk::testing::initToolkit();
 
     char dir[] = "/tmp/tandri-round-trip-XXXXXX";
     if (mkdtemp(dir) == nullptr) return 1;
@@ -121,12 +120,10 @@ int main(int argc, char** argv) {
     auto webView = factory->makeWebView();
     Bench bench;
     bench.view = static_cast<tandri::gtk::GtkWebView&>(*webView).widget();
-    GtkWidget* window = gtk_offscreen_window_new();
-    gtk_container_add(GTK_CONTAINER(window), GTK_WIDGET(bench.view));
-    gtk_widget_show_all(window);
+    GtkWidget* window = tandri::gtk::testing::showInWindow(GTK_WIDGET(bench.view));
 
     WebKitUserContentManager* contents = webkit_web_view_get_user_content_manager(bench.view);
-    webkit_user_content_manager_register_script_message_handler(contents, "bare");
+    tandri::gtk::registerHostHandler(contents, "bare");
     g_signal_connect(contents, "script-message-received::bare", G_CALLBACK(onBare), &bench);
 
     Run bare{"bare echo", {}, 0};
@@ -207,7 +204,7 @@ int main(int argc, char** argv) {
 
     bridge.reset();
     webView.reset();
-    gtk_widget_destroy(window);
+    tandri::gtk::testing::destroyWindow(window);
     std::filesystem::remove_all(dir);
     return 0;
 }

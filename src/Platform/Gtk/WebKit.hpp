@@ -135,6 +135,16 @@ inline void registerHostHandler(WebKitUserContentManager* contents, const char* 
 #endif
 }
 
+// The value a page posted to a host's own handler ("script-message-received"), whose argument
+// is a result wrapping it on 4.1 and the value itself on 6.0.
+inline JSCValue* scriptMessageValue(gpointer message) {
+#if TANDRI_GTK_MAJOR == 4
+    return JSC_VALUE(message);
+#else
+    return webkit_javascript_result_get_js_value(static_cast<WebKitJavascriptResult*>(message));
+#endif
+}
+
 // A view related to `related`: it shares its process and network session, and its settings,
 // content manager and website policies.
 inline GtkWidget* newRelatedWebView(WebKitWebView* related) {
