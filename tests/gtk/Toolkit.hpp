@@ -4,15 +4,11 @@
 
 #include <gtk/gtk.h>
 
+#include "Platform/Gtk/Widgets.hpp"
+
 namespace tandri::gtk::testing {
 
-inline void initToolkit() {
-#if TANDRI_GTK_MAJOR == 4
-    gtk_init();
-#else
-    gtk_init(nullptr, nullptr);
-#endif
-}
+using tandri::gtk::initToolkit;
 
 // A shown top-level window holding `child`, drawn off screen where the toolkit can.
 inline GtkWidget* showInWindow(GtkWidget* child) {
@@ -73,11 +69,7 @@ inline unsigned inputListeners(GtkWidget* widget) {
 }
 
 inline void destroyWindow(GtkWidget* window) {
-#if TANDRI_GTK_MAJOR == 4
-    gtk_window_destroy(GTK_WINDOW(window));
-#else
-    gtk_widget_destroy(window);
-#endif
+    tandri::gtk::destroyWindow(GTK_WINDOW(window));
 }
 
 }  // namespace tandri::gtk::testing

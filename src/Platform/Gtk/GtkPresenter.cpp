@@ -4,6 +4,7 @@
 #include <chrono>
 
 #include "Platform/Gtk/ViewWidget.hpp"
+#include "Platform/Gtk/Widgets.hpp"
 #include "Platform/Platform.hpp"
 
 namespace tandri::gtk {
@@ -30,15 +31,6 @@ void runSoon(std::function<void()> work) {
     g_source_unref(source);
 }
 
-/// Gives `widget` the focus back as it had it: an entry keeps its selection and cursor.
-void refocus(GtkWidget* widget) {
-    if (GTK_IS_ENTRY(widget)) {
-        gtk_entry_grab_focus_without_selecting(GTK_ENTRY(widget));
-    } else {
-        gtk_widget_grab_focus(widget);
-    }
-}
-
 double nowSeconds() {
     using namespace std::chrono;
     return duration<double>(steady_clock::now().time_since_epoch()).count();
@@ -56,9 +48,10 @@ GtkPresenter::GtkPresenter(GtkWindow* window, std::shared_ptr<ViewController> ro
     g_object_add_weak_pointer(G_OBJECT(window_), reinterpret_cast<gpointer*>(&window_));
     stack_ = GTK_WIDGET(g_object_ref_sink(gtk_overlay_new()));
     GtkWidget* backdrop = gtk_drawing_area_new();
-    gtk_container_add(GTK_CONTAINER(stack_), backdrop);
-    gtk_container_add(GTK_CONTAINER(window_), stack_);
-    gtk_widget_show_all(stack_);
+    gtk_widget_set_visible(backdrop, TRUE);
+    setOverlayChild(GTK_OVERLAY(stack_), backdrop);
+    setWindowChild(window_, stack_);
+    gtk_widget_set_visible(stack_, TRUE);
     sync();
     timer_ = g_timeout_add(16, &GtkPresenter::onFrame, this);
 }
@@ -69,11 +62,19 @@ GtkPresenter::GtkPresenter(GtkWindow* window)
       hostMode_(true),
       alive_(std::make_shared<bool>(true)) {
     g_object_add_weak_pointer(G_OBJECT(window_), reinterpret_cast<gpointer*>(&window_));
-    if (gtk_bin_get_child(GTK_BIN(window_)) != nullptr) coverHostContent();
-    // While a screen is up, keys go to it alone: not to the host's widgets under it, nor to
-    // their mnemonics and accelerators.
+    if (windowChild(window_) != nullptr) coverHostContent();
+        // While a screen is up, keys go to it alone: not to the host's widgets under it, nor to
+        // their mnemonics and accelerators.
+#if TANDRI_GTK_MAJOR == 4
+    // On their way down from the window, before anything under it.
+    keys_ = gtk_event_controller_key_new();
+    gtk_event_controller_set_propagation_phase(keys_, GTK_PHASE_CAPTURE);
+    g_signal_connect(keys_, "key-pressed", G_CALLBACK(onKey), this);
+    gtk_widget_add_controller(GTK_WIDGET(window_), keys_);
+#else
     keyHandlers_[0] = g_signal_connect(window_, "key-press-event", G_CALLBACK(onKey), this);
     keyHandlers_[1] = g_signal_connect(window_, "key-release-event", G_CALLBACK(onKey), this);
+#endif
     sync();
     timer_ = g_timeout_add(16, &GtkPresenter::onFrame, this);
 }
@@ -87,26 +88,30 @@ GtkPresenter::~GtkPresenter() {
                                      reinterpret_cast<gpointer*>(&focusBefore_));
     }
     if (window_ != nullptr) {
+#if TANDRI_GTK_MAJOR == 4
+        if (keys_ != nullptr) gtk_widget_remove_controller(GTK_WIDGET(window_), keys_);
+#else
         for (gulong id : keyHandlers_) {
             if (id != 0) g_signal_handler_disconnect(window_, id);
         }
+#endif
     }
     if (stack_ != nullptr) {
         const bool inWindow =
             window_ != nullptr && gtk_widget_get_parent(stack_) == GTK_WIDGET(window_);
         if (hostMode_ && inWindow) {
             // The host's content goes back into its window as it was; only our overlay goes.
-            if (GtkWidget* content = gtk_bin_get_child(GTK_BIN(stack_))) {
+            if (GtkWidget* content = overlayChild(GTK_OVERLAY(stack_))) {
                 g_object_ref(content);
-                gtk_container_remove(GTK_CONTAINER(stack_), content);
-                gtk_container_remove(GTK_CONTAINER(window_), stack_);
-                gtk_container_add(GTK_CONTAINER(window_), content);
+                removeFromParent(content);
+                removeFromParent(stack_);
+                setWindowChild(window_, content);
                 g_object_unref(content);
             }
         }
         // An overlay the host has put somewhere else of its own is the host's to destroy.
         if (!hostMode_ || inWindow || gtk_widget_get_parent(stack_) == nullptr) {
-            gtk_widget_destroy(stack_);
+            destroyWidget(stack_);
         }
         g_object_unref(stack_);
     }
@@ -120,8 +125,9 @@ void GtkPresenter::coverHostContent() {
     // Once only: should the host later take our overlay out of its window, screens keep going
     // there (and show nowhere) rather than move the host's content again.
     if (stack_ != nullptr) return;
-    GtkWidget* content = gtk_bin_get_child(GTK_BIN(window_));
+    GtkWidget* content = windowChild(window_);
     stack_ = GTK_WIDGET(g_object_ref_sink(gtk_overlay_new()));
+    gtk_widget_set_visible(stack_, TRUE);
     if (content != nullptr) {
         // The one move the host's content makes: into the overlay, before any screen is up.
         // Its visibility, sensitivity and focus-ability stay its own.
@@ -129,19 +135,17 @@ void GtkPresenter::coverHostContent() {
         GtkWidget* focus = gtk_window_get_focus(window_);
         if (focus != nullptr) g_object_ref(focus);
         g_object_ref(content);
-        gtk_container_remove(GTK_CONTAINER(window_), content);
-        gtk_container_add(GTK_CONTAINER(stack_), content);
+        removeFromParent(content);
+        setOverlayChild(GTK_OVERLAY(stack_), content);
         g_object_unref(content);
-        gtk_container_add(GTK_CONTAINER(window_), stack_);
-        gtk_widget_show(stack_);
+        setWindowChild(window_, stack_);
         if (focus != nullptr) {
-            if (gtk_widget_get_toplevel(focus) == GTK_WIDGET(window_)) refocus(focus);
+            if (isInWindow(focus, window_)) refocus(focus);
             g_object_unref(focus);
         }
         return;
     }
-    gtk_container_add(GTK_CONTAINER(window_), stack_);
-    gtk_widget_show(stack_);
+    setWindowChild(window_, stack_);
 }
 
 gboolean GtkPresenter::onFrame(gpointer self) {
@@ -160,11 +164,9 @@ std::shared_ptr<ViewController> GtkPresenter::hostController() const {
 }
 
 void GtkPresenter::contentSize(int& width, int& height) const {
-    width = stack_ != nullptr ? gtk_widget_get_allocated_width(stack_) : 0;
-    height = stack_ != nullptr ? gtk_widget_get_allocated_height(stack_) : 0;
-    if ((width <= 1 || height <= 1) && window_ != nullptr) {
-        gtk_window_get_size(window_, &width, &height);
-    }
+    width = stack_ != nullptr ? widgetWidth(stack_) : 0;
+    height = stack_ != nullptr ? widgetHeight(stack_) : 0;
+    if ((width <= 1 || height <= 1) && window_ != nullptr) windowSize(window_, width, height);
 }
 
 void GtkPresenter::follow() {
@@ -213,7 +215,7 @@ void GtkPresenter::addScreen(const std::shared_ptr<ViewController>& controller, 
     // Held, so that a window destroyed before the presenter leaves valid widgets to let go of.
     screen->widget =
         GTK_WIDGET(g_object_ref_sink(ViewWidget::create(controller->view(), width, height)));
-    gtk_widget_set_can_focus(screen->widget, TRUE);
+    setFocusable(screen->widget, true);
     // Without a window left to show it in, the screen still runs its course, unseen.
     if (stack_ != nullptr) gtk_overlay_add_overlay(GTK_OVERLAY(stack_), screen->widget);
     screens_.push_back(std::move(screen));
@@ -221,7 +223,7 @@ void GtkPresenter::addScreen(const std::shared_ptr<ViewController>& controller, 
 
 void GtkPresenter::dropScreen(std::size_t index) {
     Screen& screen = *screens_[index];
-    gtk_widget_destroy(screen.widget);
+    destroyWidget(screen.widget);
     g_object_unref(screen.widget);
     screens_.erase(screens_.begin() + static_cast<std::ptrdiff_t>(index));
 }
@@ -246,23 +248,40 @@ void GtkPresenter::giveFocusBack() {
     g_object_remove_weak_pointer(G_OBJECT(focusBefore_),
                                  reinterpret_cast<gpointer*>(&focusBefore_));
     focusBefore_ = nullptr;
-    if (window_ != nullptr && gtk_widget_get_toplevel(before) == GTK_WIDGET(window_) &&
-        gtk_widget_get_can_focus(before)) {
+    if (window_ != nullptr && isInWindow(before, window_) && isFocusable(before)) {
         refocus(before);
     }
 }
 
+GtkWidget* GtkPresenter::keyTarget() {
+    GtkWidget* top = screens_.back()->widget;
+    GtkWidget* focus = gtk_window_get_focus(window_);
+    if (focus == nullptr || (focus != top && !gtk_widget_is_ancestor(focus, top))) {
+        gtk_widget_grab_focus(top);
+        focus = top;
+    }
+    return focus;
+}
+
+#if TANDRI_GTK_MAJOR == 4
+gboolean GtkPresenter::onKey(GtkEventControllerKey* keys, guint, guint, GdkModifierType,
+                             gpointer self) {
+    auto* presenter = static_cast<GtkPresenter*>(self);
+    if (presenter->screens_.empty() || presenter->window_ == nullptr) return FALSE;
+    // The focus widget's own handlers alone: nothing on the way down or back up sees it. (A key's
+    // release finds the focus in the screen and goes there as any event does.)
+    gtk_event_controller_key_forward(keys, presenter->keyTarget());
+    return TRUE;
+}
+#else
 gboolean GtkPresenter::onKey(GtkWidget*, GdkEventKey* event, gpointer self) {
     auto* presenter = static_cast<GtkPresenter*>(self);
     if (presenter->screens_.empty()) return FALSE;
-    GtkWidget* top = presenter->screens_.back()->widget;
-    GtkWidget* focus = gtk_window_get_focus(presenter->window_);
-    if (focus == nullptr || (focus != top && !gtk_widget_is_ancestor(focus, top))) {
-        gtk_widget_grab_focus(top);
-    }
+    presenter->keyTarget();
     gtk_window_propagate_key_event(presenter->window_, event);
     return TRUE;
 }
+#endif
 
 bool GtkPresenter::tap(double x, double y) {
     sync();

@@ -75,7 +75,14 @@ class GtkPresenter final : public Presenter {
     std::shared_ptr<double> fade(std::vector<GtkWidget*> layers, bool in,
                                  std::function<void()> done);
     static gboolean onFrame(gpointer self);
+    /// The widget a key goes to while screens are up: one in the top screen, given the focus.
+    GtkWidget* keyTarget();
+#if TANDRI_GTK_MAJOR == 4
+    static gboolean onKey(GtkEventControllerKey* keys, guint, guint, GdkModifierType,
+                          gpointer self);
+#else
     static gboolean onKey(GtkWidget*, GdkEventKey* event, gpointer self);
+#endif
 
     GtkWindow* window_;           // weak: null once the window is gone
     GtkWidget* stack_ = nullptr;  // a GtkOverlay: the content, then the screens over it
@@ -85,7 +92,11 @@ class GtkPresenter final : public Presenter {
     std::weak_ptr<ViewController> pending_;  // presented, fading in, not yet in the chain
     std::weak_ptr<double> pendingStart_;     // when its fade began (moved back to hurry it)
     GtkWidget* focusBefore_ = nullptr;       // weak: the host's focus when the first screen came
+#if TANDRI_GTK_MAJOR == 4
+    GtkEventController* keys_ = nullptr;  // on the window, held by it
+#else
     gulong keyHandlers_[2] = {0, 0};
+#endif
     guint timer_ = 0;
     std::shared_ptr<bool> alive_;
 };

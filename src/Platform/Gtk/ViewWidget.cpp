@@ -1,7 +1,5 @@
 #include "Platform/Gtk/ViewWidget.hpp"
 
-#include <webkit2/webkit2.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -11,6 +9,8 @@
 #include "Core/Views/Layout.hpp"
 #include "Platform/Gtk/GtkWebView.hpp"
 #include "Platform/Gtk/ViewPainter.hpp"
+#include "Platform/Gtk/WebKit.hpp"
+#include "Platform/Gtk/Widgets.hpp"
 
 namespace tandri::gtk {
 
@@ -73,19 +73,209 @@ struct State {
     int naturalWidth = 0;
     int naturalHeight = 0;
     GtkWidget* under = nullptr;
-    GtkWidget* fixed = nullptr;
+#if TANDRI_GTK_MAJOR != 4
+    GtkWidget* fixed = nullptr;  // the pages' layer; on GTK 4 the widget holds them itself
+#endif
     GtkWidget* over = nullptr;
     struct Placed {
         std::weak_ptr<WebView> webView;
         GtkWidget* widget;
         bool interactive;
+        GdkRectangle frame;
+#if TANDRI_GTK_MAJOR == 4
+        GtkEventController* filter;  // the page holds it
+#else
         gulong press;
         gulong release;
+#endif
     };
     std::vector<Placed> placed;
     std::uint64_t drawn = 0;
     guint timer = 0;
+    bool gone = false;  // destroyed: nothing is placed or drawn any more
 };
+
+void paintLayer(State& state, GtkWidget* area, cairo_t* cr) {
+    if (!state.root) return;
+    paintViewTree(cr, *state.root, ViewWidget::animationSeconds(),
+                  area == state.under ? PaintLayer::UnderWebView : PaintLayer::OverWebView);
+}
+
+// A page whose host takes no touches (the checkout button's) does not get the person's clicks:
+// they are taps on the tree, as anywhere else in the widget. Answers whether the page must not
+// see the event.
+bool pageClick(GtkWidget* self, State& state, GtkWidget* page, bool release, double x, double y) {
+    const auto placed = std::find_if(state.placed.begin(), state.placed.end(),
+                                     [page](const auto& p) { return p.widget == page; });
+    if (placed == state.placed.end() || placed->interactive) return false;
+    if (release) ViewWidget::tap(self, x, y);
+    return true;
+}
+
+#if TANDRI_GTK_MAJOR == 4
+
+struct TandriViewWidget {
+    GtkWidget parent;
+    State* state;
+};
+
+struct TandriViewWidgetClass {
+    GtkWidgetClass parentClass;
+};
+
+G_DEFINE_TYPE(TandriViewWidget, tandri_view_widget, GTK_TYPE_WIDGET)
+
+bool placedHere(GtkWidget* self, State&, GtkWidget* page) {
+    return gtk_widget_get_parent(page) == self;
+}
+
+// Its tree's web views belong to their owners, not to the widget: they leave before the
+// widget's children are disposed of.
+void letGo(GtkWidget* self, State& state, const State::Placed& placed) {
+    if (placed.webView.expired()) return;
+    gtk_widget_remove_controller(placed.widget, placed.filter);
+    if (placedHere(self, state, placed.widget)) gtk_widget_unparent(placed.widget);
+}
+
+// Clicks on their way down to a page, before the engine's own handlers there.
+gboolean onPageEvent(GtkEventControllerLegacy* filter, GdkEvent* event, gpointer widget) {
+    const GdkEventType type = gdk_event_get_event_type(event);
+    if (type != GDK_BUTTON_PRESS && type != GDK_BUTTON_RELEASE) return FALSE;
+    auto* self = static_cast<GtkWidget*>(widget);
+    GtkWidget* page = gtk_event_controller_get_widget(GTK_EVENT_CONTROLLER(filter));
+    // The event's position is the window surface's; the tap's is the widget's.
+    double x = 0, y = 0, surfaceX = 0, surfaceY = 0;
+    gdk_event_get_position(event, &x, &y);
+    GtkNative* native = gtk_widget_get_native(self);
+    graphene_point_t at = GRAPHENE_POINT_INIT(0, 0);
+    if (native != nullptr) {
+        gtk_native_get_surface_transform(native, &surfaceX, &surfaceY);
+        const graphene_point_t inNative =
+            GRAPHENE_POINT_INIT(static_cast<float>(x - surfaceX), static_cast<float>(y - surfaceY));
+        if (!gtk_widget_compute_point(GTK_WIDGET(native), self, &inNative, &at)) return FALSE;
+    }
+    return pageClick(self, *reinterpret_cast<TandriViewWidget*>(self)->state, page,
+                     type == GDK_BUTTON_RELEASE, at.x, at.y)
+               ? TRUE
+               : FALSE;
+}
+
+State::Placed placeNew(GtkWidget* self, const std::shared_ptr<WebView>& webView, GtkWidget* page,
+                       bool interactive) {
+    GtkEventController* filter = gtk_event_controller_legacy_new();
+    gtk_event_controller_set_propagation_phase(filter, GTK_PHASE_CAPTURE);
+    g_signal_connect_object(filter, "event", G_CALLBACK(onPageEvent), self, GConnectFlags{});
+    gtk_widget_add_controller(page, filter);
+    return {webView, page, interactive, {-1, -1, 0, 0}, filter};
+}
+
+void movePage(GtkWidget* self, State& state, State::Placed& placed, GdkRectangle frame) {
+    if (!placedHere(self, state, placed.widget)) {
+        g_object_ref(placed.widget);
+        removeFromParent(placed.widget);
+        gtk_widget_insert_before(placed.widget, self, state.over);
+        g_object_unref(placed.widget);
+        placed.frame = {-1, -1, 0, 0};
+    }
+    if (placed.frame.x == frame.x && placed.frame.y == frame.y &&
+        placed.frame.width == frame.width && placed.frame.height == frame.height) {
+        return;
+    }
+    placed.frame = frame;
+    gtk_widget_queue_allocate(self);
+}
+
+void allocateChild(GtkWidget* child, GdkRectangle frame) {
+    if (!gtk_widget_get_visible(child)) return;
+    // Measured first, as GTK asks; the child takes what it is given.
+    int minimum = 0;
+    gtk_widget_measure(child, GTK_ORIENTATION_HORIZONTAL, -1, &minimum, nullptr, nullptr, nullptr);
+    gtk_widget_measure(child, GTK_ORIENTATION_VERTICAL, frame.width, &minimum, nullptr, nullptr,
+                       nullptr);
+    gtk_widget_size_allocate(child, &frame, -1);
+}
+
+void tandriViewWidgetSizeAllocate(GtkWidget* widget, int width, int height, int) {
+    State& state = *reinterpret_cast<TandriViewWidget*>(widget)->state;
+    if (state.gone) return;
+    allocateChild(state.under, {0, 0, width, height});
+    for (const auto& placed : state.placed) {
+        if (placed.webView.expired() || !placedHere(widget, state, placed.widget)) continue;
+        allocateChild(placed.widget, placed.frame);
+    }
+    allocateChild(state.over, {0, 0, width, height});
+}
+
+// It asks for its natural size and takes whatever it gets: a host may squeeze it or stretch it.
+void tandriViewWidgetMeasure(GtkWidget* widget, GtkOrientation orientation, int, int* minimum,
+                             int* natural, int* minimumBaseline, int* naturalBaseline) {
+    const State& state = *reinterpret_cast<TandriViewWidget*>(widget)->state;
+    *minimum = 1;
+    *natural = std::max(
+        1, orientation == GTK_ORIENTATION_HORIZONTAL ? state.naturalWidth : state.naturalHeight);
+    if (minimumBaseline != nullptr) *minimumBaseline = -1;
+    if (naturalBaseline != nullptr) *naturalBaseline = -1;
+}
+
+void releaseWebViews(GtkWidget* self, State& state);
+
+void tandriViewWidgetDispose(GObject* object) {
+    auto* widget = GTK_WIDGET(object);
+    State& state = *reinterpret_cast<TandriViewWidget*>(object)->state;
+    state.gone = true;
+    if (state.timer != 0) g_source_remove(state.timer);
+    state.timer = 0;
+    releaseWebViews(widget, state);
+    for (GtkWidget** layer : {&state.under, &state.over}) {
+        if (*layer != nullptr) gtk_widget_unparent(*layer);
+        *layer = nullptr;
+    }
+    G_OBJECT_CLASS(tandri_view_widget_parent_class)->dispose(object);
+}
+
+void tandriViewWidgetFinalize(GObject* object) {
+    delete reinterpret_cast<TandriViewWidget*>(object)->state;
+    G_OBJECT_CLASS(tandri_view_widget_parent_class)->finalize(object);
+}
+
+void tandri_view_widget_class_init(TandriViewWidgetClass* klass) {
+    G_OBJECT_CLASS(klass)->dispose = tandriViewWidgetDispose;
+    G_OBJECT_CLASS(klass)->finalize = tandriViewWidgetFinalize;
+    GTK_WIDGET_CLASS(klass)->measure = tandriViewWidgetMeasure;
+    GTK_WIDGET_CLASS(klass)->size_allocate = tandriViewWidgetSizeAllocate;
+}
+
+void drawLayer(GtkDrawingArea* area, cairo_t* cr, int, int, gpointer data) {
+    paintLayer(*static_cast<State*>(data), GTK_WIDGET(area), cr);
+}
+
+void onReleased(GtkGestureClick* gesture, int, double x, double y, gpointer) {
+    GtkWidget* under = gtk_event_controller_get_widget(GTK_EVENT_CONTROLLER(gesture));
+    if (ViewWidget::tap(gtk_widget_get_parent(under), x, y)) {
+        gtk_gesture_set_state(GTK_GESTURE(gesture), GTK_EVENT_SEQUENCE_CLAIMED);
+    }
+}
+
+// The layers: the tree under the pages (which takes the clicks that reach it), the pages as the
+// widget's own children between, the tree over them (which takes none).
+void makeLayers(GtkWidget* widget, State& state) {
+    state.under = gtk_drawing_area_new();
+    state.over = gtk_drawing_area_new();
+    gtk_drawing_area_set_draw_func(GTK_DRAWING_AREA(state.under), drawLayer, &state, nullptr);
+    gtk_drawing_area_set_draw_func(GTK_DRAWING_AREA(state.over), drawLayer, &state, nullptr);
+    gtk_widget_set_can_target(state.over, FALSE);
+    GtkGesture* click = gtk_gesture_click_new();
+    g_signal_connect(click, "released", G_CALLBACK(onReleased), nullptr);
+    gtk_widget_add_controller(state.under, GTK_EVENT_CONTROLLER(click));
+    gtk_widget_set_parent(state.under, widget);
+    gtk_widget_set_parent(state.over, widget);
+}
+
+void showPage(GtkWidget* page, bool visible) {
+    gtk_widget_set_visible(page, visible);
+}
+
+#else
 
 struct TandriViewWidget {
     GtkOverlay parent;
@@ -98,38 +288,75 @@ struct TandriViewWidgetClass {
 
 G_DEFINE_TYPE(TandriViewWidget, tandri_view_widget, GTK_TYPE_OVERLAY)
 
-State* stateOf(GtkWidget* widget) {
-    if (widget == nullptr || !G_TYPE_CHECK_INSTANCE_TYPE(widget, tandri_view_widget_get_type())) {
-        return nullptr;
-    }
-    return reinterpret_cast<TandriViewWidget*>(widget)->state;
-}
-
-void tandri_view_widget_init(TandriViewWidget* self) {
-    self->state = new State;
+bool placedHere(GtkWidget*, State& state, GtkWidget* page) {
+    return gtk_widget_get_parent(page) == state.fixed;
 }
 
 // Its tree's web views belong to their owners, not to the widget: they leave before the
 // widget's children are destroyed.
-void letGo(State& state, const State::Placed& placed) {
+void letGo(GtkWidget* self, State& state, const State::Placed& placed) {
     if (placed.webView.expired()) return;
     g_signal_handler_disconnect(placed.widget, placed.press);
     g_signal_handler_disconnect(placed.widget, placed.release);
-    if (gtk_widget_get_parent(placed.widget) == state.fixed) {
+    if (placedHere(self, state, placed.widget)) {
         gtk_container_remove(GTK_CONTAINER(state.fixed), placed.widget);
     }
 }
 
-void releaseWebViews(State& state) {
-    for (auto& placed : state.placed) letGo(state, placed);
-    state.placed.clear();
+gboolean onPageButton(GtkWidget* page, GdkEventButton* event, gpointer widget) {
+    auto* self = static_cast<GtkWidget*>(widget);
+    int originX = 0, originY = 0;
+    gdk_window_get_origin(gtk_widget_get_window(self), &originX, &originY);
+    if (!gtk_widget_get_has_window(self)) {
+        GtkAllocation allocation;
+        gtk_widget_get_allocation(self, &allocation);
+        originX += allocation.x;
+        originY += allocation.y;
+    }
+    return pageClick(self, *reinterpret_cast<TandriViewWidget*>(self)->state, page,
+                     event->type == GDK_BUTTON_RELEASE, event->x_root - originX,
+                     event->y_root - originY)
+               ? TRUE
+               : FALSE;
 }
+
+State::Placed placeNew(GtkWidget* self, const std::shared_ptr<WebView>& webView, GtkWidget* page,
+                       bool interactive) {
+    return {webView,
+            page,
+            interactive,
+            {-1, -1, 0, 0},
+            g_signal_connect_object(page, "button-press-event", G_CALLBACK(onPageButton), self,
+                                    GConnectFlags{}),
+            g_signal_connect_object(page, "button-release-event", G_CALLBACK(onPageButton), self,
+                                    GConnectFlags{})};
+}
+
+void movePage(GtkWidget* self, State& state, State::Placed& placed, GdkRectangle frame) {
+    GtkWidget* page = placed.widget;
+    if (!placedHere(self, state, page)) {
+        g_object_ref(page);
+        removeFromParent(page);
+        gtk_fixed_put(GTK_FIXED(state.fixed), page, frame.x, frame.y);
+        g_object_unref(page);
+    } else if (placed.frame.x != frame.x || placed.frame.y != frame.y) {
+        // Moving to where it already is would still ask the window for a new layout.
+        gtk_fixed_move(GTK_FIXED(state.fixed), page, frame.x, frame.y);
+    }
+    if (placed.frame.width != frame.width || placed.frame.height != frame.height) {
+        gtk_widget_set_size_request(page, frame.width, frame.height);
+    }
+    placed.frame = frame;
+}
+
+void releaseWebViews(GtkWidget* self, State& state);
 
 void tandriViewWidgetDestroy(GtkWidget* widget) {
     State& state = *reinterpret_cast<TandriViewWidget*>(widget)->state;
+    state.gone = true;
     if (state.timer != 0) g_source_remove(state.timer);
     state.timer = 0;
-    releaseWebViews(state);
+    releaseWebViews(widget, state);
     GTK_WIDGET_CLASS(tandri_view_widget_parent_class)->destroy(widget);
 }
 
@@ -157,9 +384,7 @@ void tandri_view_widget_class_init(TandriViewWidgetClass* klass) {
 }
 
 gboolean onDraw(GtkWidget* area, cairo_t* cr, gpointer data) {
-    auto* state = static_cast<State*>(data);
-    paintViewTree(cr, *state->root, ViewWidget::animationSeconds(),
-                  area == state->under ? PaintLayer::UnderWebView : PaintLayer::OverWebView);
+    paintLayer(*static_cast<State*>(data), area, cr);
     return FALSE;
 }
 
@@ -167,25 +392,48 @@ gboolean onRelease(GtkWidget* area, GdkEventButton* event, gpointer) {
     return ViewWidget::tap(gtk_widget_get_parent(area), event->x, event->y) ? TRUE : FALSE;
 }
 
-// A page whose host takes no touches (the checkout button's) does not get the person's clicks:
-// they are taps on the tree, as anywhere else in the widget.
-gboolean onPageButton(GtkWidget* page, GdkEventButton* event, gpointer widget) {
-    auto* self = static_cast<GtkWidget*>(widget);
-    State* state = reinterpret_cast<TandriViewWidget*>(self)->state;
-    const auto placed = std::find_if(state->placed.begin(), state->placed.end(),
-                                     [page](const auto& p) { return p.widget == page; });
-    if (placed == state->placed.end() || placed->interactive) return FALSE;
-    if (event->type != GDK_BUTTON_RELEASE) return TRUE;
-    int originX = 0, originY = 0;
-    gdk_window_get_origin(gtk_widget_get_window(self), &originX, &originY);
-    if (!gtk_widget_get_has_window(self)) {
-        GtkAllocation allocation;
-        gtk_widget_get_allocation(self, &allocation);
-        originX += allocation.x;
-        originY += allocation.y;
+void makeLayers(GtkWidget* widget, State& state) {
+    state.under = gtk_drawing_area_new();
+    state.fixed = gtk_fixed_new();
+    state.over = gtk_drawing_area_new();
+    // Drawn straight into the overlay's pass-through layer: a window of its own would take the
+    // clicks meant for what lies under it.
+    gtk_widget_set_has_window(state.over, FALSE);
+    gtk_widget_add_events(state.under, GDK_BUTTON_PRESS_MASK | GDK_BUTTON_RELEASE_MASK);
+    g_signal_connect(state.under, "draw", G_CALLBACK(onDraw), &state);
+    g_signal_connect(state.over, "draw", G_CALLBACK(onDraw), &state);
+    g_signal_connect(state.under, "button-release-event", G_CALLBACK(onRelease), nullptr);
+    gtk_container_add(GTK_CONTAINER(widget), state.under);
+    gtk_overlay_add_overlay(GTK_OVERLAY(widget), state.fixed);
+    gtk_overlay_add_overlay(GTK_OVERLAY(widget), state.over);
+    gtk_overlay_set_overlay_pass_through(GTK_OVERLAY(widget), state.fixed, TRUE);
+    gtk_overlay_set_overlay_pass_through(GTK_OVERLAY(widget), state.over, TRUE);
+    gtk_widget_show(state.under);
+    gtk_widget_show(state.fixed);
+    gtk_widget_show(state.over);
+    gtk_widget_show(widget);
+}
+
+void showPage(GtkWidget* page, bool visible) {
+    gtk_widget_set_visible(page, visible);
+}
+
+#endif
+
+State* stateOf(GtkWidget* widget) {
+    if (widget == nullptr || !G_TYPE_CHECK_INSTANCE_TYPE(widget, tandri_view_widget_get_type())) {
+        return nullptr;
     }
-    ViewWidget::tap(self, event->x_root - originX, event->y_root - originY);
-    return TRUE;
+    return reinterpret_cast<TandriViewWidget*>(widget)->state;
+}
+
+void tandri_view_widget_init(TandriViewWidget* self) {
+    self->state = new State;
+}
+
+void releaseWebViews(GtkWidget* self, State& state) {
+    for (auto& placed : state.placed) letGo(self, state, placed);
+    state.placed.clear();
 }
 
 gboolean onFrame(gpointer widget) {
@@ -214,9 +462,7 @@ void continueShot(Shot* shot);
 
 void onPagePicture(GObject* source, GAsyncResult* result, gpointer data) {
     auto* shot = static_cast<Shot*>(data);
-    GError* error = nullptr;
-    cairo_surface_t* picture =
-        webkit_web_view_get_snapshot_finish(WEBKIT_WEB_VIEW(source), result, &error);
+    cairo_surface_t* picture = finishSnapshot(WEBKIT_WEB_VIEW(source), result);
     const Rect f = shot->pages[shot->next].frame;
     g_object_unref(shot->pages[shot->next++].view);
     if (picture != nullptr) {
@@ -228,7 +474,6 @@ void onPagePicture(GObject* source, GAsyncResult* result, gpointer data) {
         cairo_restore(shot->cr);
         cairo_surface_destroy(picture);
     }
-    if (error != nullptr) g_error_free(error);
     continueShot(shot);
 }
 
@@ -257,25 +502,7 @@ GtkWidget* ViewWidget::create(std::shared_ptr<View> root, int naturalWidth, int 
     state.root = std::move(root);
     state.naturalWidth = naturalWidth;
     state.naturalHeight = naturalHeight;
-    state.under = gtk_drawing_area_new();
-    state.fixed = gtk_fixed_new();
-    state.over = gtk_drawing_area_new();
-    // Drawn straight into the overlay's pass-through layer: a window of its own would take the
-    // clicks meant for what lies under it.
-    gtk_widget_set_has_window(state.over, FALSE);
-    gtk_widget_add_events(state.under, GDK_BUTTON_PRESS_MASK | GDK_BUTTON_RELEASE_MASK);
-    g_signal_connect(state.under, "draw", G_CALLBACK(onDraw), &state);
-    g_signal_connect(state.over, "draw", G_CALLBACK(onDraw), &state);
-    g_signal_connect(state.under, "button-release-event", G_CALLBACK(onRelease), nullptr);
-    gtk_container_add(GTK_CONTAINER(widget), state.under);
-    gtk_overlay_add_overlay(GTK_OVERLAY(widget), state.fixed);
-    gtk_overlay_add_overlay(GTK_OVERLAY(widget), state.over);
-    gtk_overlay_set_overlay_pass_through(GTK_OVERLAY(widget), state.fixed, TRUE);
-    gtk_overlay_set_overlay_pass_through(GTK_OVERLAY(widget), state.over, TRUE);
-    gtk_widget_show(state.under);
-    gtk_widget_show(state.fixed);
-    gtk_widget_show(state.over);
-    gtk_widget_show(widget);
+    makeLayers(widget, state);
     state.timer = g_timeout_add(16, onFrame, widget);
     sync(widget);
     return widget;
@@ -293,8 +520,8 @@ double ViewWidget::animationSeconds() {
 void ViewWidget::sync(GtkWidget* widget) {
     State* state = stateOf(widget);
     if (state == nullptr) return;
-    int width = gtk_widget_get_allocated_width(widget);
-    int height = gtk_widget_get_allocated_height(widget);
+    int width = widgetWidth(widget);
+    int height = widgetHeight(widget);
     if (!gtk_widget_get_realized(widget) || width <= 1 || height <= 1) {
         width = state->naturalWidth;
         height = state->naturalHeight;
@@ -304,7 +531,7 @@ void ViewWidget::sync(GtkWidget* widget) {
 
 void ViewWidget::sync(GtkWidget* widget, int width, int height) {
     State* state = stateOf(widget);
-    if (state == nullptr || !state->root) return;
+    if (state == nullptr || !state->root || state->gone) return;
     auto& root = *state->root;
     layoutViewTree(root, {0, 0, static_cast<double>(width), static_cast<double>(height)});
 
@@ -315,39 +542,23 @@ void ViewWidget::sync(GtkWidget* widget, int width, int height) {
         auto* gtkView = dynamic_cast<GtkWebView*>(h.webView.get());
         if (gtkView == nullptr) continue;
         GtkWidget* page = GTK_WIDGET(gtkView->widget());
-        const int x = static_cast<int>(h.frame.x);
-        const int y = static_cast<int>(h.frame.y);
-        if (GtkWidget* parent = gtk_widget_get_parent(page); parent != state->fixed) {
-            g_object_ref(page);
-            if (parent != nullptr) gtk_container_remove(GTK_CONTAINER(parent), page);
-            gtk_fixed_put(GTK_FIXED(state->fixed), page, x, y);
-            g_object_unref(page);
-        } else {
-            // Moving to where it already is would still ask the window for a new layout.
-            int atX = 0, atY = 0;
-            gtk_container_child_get(GTK_CONTAINER(state->fixed), page, "x", &atX, "y", &atY,
-                                    nullptr);
-            if (atX != x || atY != y) gtk_fixed_move(GTK_FIXED(state->fixed), page, x, y);
-        }
-        gtk_widget_set_size_request(page, std::max(1, static_cast<int>(h.frame.width)),
-                                    std::max(1, static_cast<int>(h.frame.height)));
-        gtk_widget_set_visible(page, h.visible);
         const auto was = std::find_if(state->placed.begin(), state->placed.end(),
                                       [page](const auto& p) { return p.widget == page; });
         if (was != state->placed.end()) {
-            placed.push_back({h.webView, page, h.interactive, was->press, was->release});
+            placed.push_back(*was);
+            placed.back().interactive = h.interactive;
             state->placed.erase(was);
         } else {
-            placed.push_back(
-                {h.webView, page, h.interactive,
-                 g_signal_connect_object(page, "button-press-event", G_CALLBACK(onPageButton),
-                                         widget, GConnectFlags{}),
-                 g_signal_connect_object(page, "button-release-event", G_CALLBACK(onPageButton),
-                                         widget, GConnectFlags{})});
+            placed.push_back(placeNew(widget, h.webView, page, h.interactive));
         }
+        movePage(widget, *state, placed.back(),
+                 {static_cast<int>(h.frame.x), static_cast<int>(h.frame.y),
+                  std::max(1, static_cast<int>(h.frame.width)),
+                  std::max(1, static_cast<int>(h.frame.height))});
+        showPage(page, h.visible);
     }
     // Web views no longer in the tree leave the widget (their owners still hold them).
-    releaseWebViews(*state);
+    releaseWebViews(widget, *state);
     state->placed = std::move(placed);
 
     std::uint64_t print = 14695981039346656037ULL;
@@ -404,19 +615,60 @@ namespace {
 void collectHostPages(GtkWidget* widget, GtkWidget* content, std::vector<Shot::Page>& out) {
     if (!gtk_widget_get_mapped(widget)) return;
     if (WEBKIT_IS_WEB_VIEW(widget)) {
+#if TANDRI_GTK_MAJOR == 4
+        double x = 0, y = 0;
+#else
         int x = 0, y = 0;
+#endif
         gtk_widget_translate_coordinates(widget, content, 0, 0, &x, &y);
         out.push_back({WEBKIT_WEB_VIEW(g_object_ref(widget)),
                        {static_cast<double>(x), static_cast<double>(y),
-                        static_cast<double>(gtk_widget_get_allocated_width(widget)),
-                        static_cast<double>(gtk_widget_get_allocated_height(widget))}});
+                        static_cast<double>(widgetWidth(widget)),
+                        static_cast<double>(widgetHeight(widget))}});
         return;
     }
+#if TANDRI_GTK_MAJOR == 4
+    for (GtkWidget* c = gtk_widget_get_first_child(widget); c != nullptr;
+         c = gtk_widget_get_next_sibling(c)) {
+        collectHostPages(c, content, out);
+    }
+#else
     if (!GTK_IS_CONTAINER(widget)) return;
     GList* children = gtk_container_get_children(GTK_CONTAINER(widget));
     for (GList* c = children; c != nullptr; c = c->next)
         collectHostPages(GTK_WIDGET(c->data), content, out);
     g_list_free(children);
+#endif
+}
+
+// The widgets as the toolkit draws them, their pages as they last showed.
+void drawWidgets(GtkWidget* content, cairo_t* cr, int width, int height) {
+#if TANDRI_GTK_MAJOR == 4
+    GdkPaintable* paintable = gtk_widget_paintable_new(content);
+    GtkSnapshot* snapshot = gtk_snapshot_new();
+    gdk_paintable_snapshot(paintable, snapshot, width, height);
+    g_object_unref(paintable);
+    GskRenderNode* node = gtk_snapshot_free_to_node(snapshot);
+    GtkNative* native = gtk_widget_get_native(content);
+    if (node == nullptr || native == nullptr) {
+        if (node != nullptr) gsk_render_node_unref(node);
+        return;
+    }
+    const graphene_rect_t bounds =
+        GRAPHENE_RECT_INIT(0, 0, static_cast<float>(width), static_cast<float>(height));
+    GdkTexture* texture =
+        gsk_renderer_render_texture(gtk_native_get_renderer(native), node, &bounds);
+    gsk_render_node_unref(node);
+    if (cairo_surface_t* drawn = surfaceOfTexture(texture)) {
+        cairo_set_source_surface(cr, drawn, 0, 0);
+        cairo_paint(cr);
+        cairo_surface_destroy(drawn);
+    }
+    g_object_unref(texture);
+#else
+    (void)width, (void)height;
+    gtk_widget_draw(content, cr);
+#endif
 }
 
 }  // namespace
@@ -427,8 +679,8 @@ void ViewWidget::writeContentSnapshot(GtkWidget* content, GtkWidget* background,
         if (done) done(false);
         return;
     }
-    const int width = std::max(1, gtk_widget_get_allocated_width(content));
-    const int height = std::max(1, gtk_widget_get_allocated_height(content));
+    const int width = std::max(1, widgetWidth(content));
+    const int height = std::max(1, widgetHeight(content));
     auto* shot = new Shot{path,
                           std::move(done),
                           nullptr,
@@ -439,10 +691,13 @@ void ViewWidget::writeContentSnapshot(GtkWidget* content, GtkWidget* background,
     shot->cr = cairo_create(shot->surface);
     // The background the content lies on, the widgets as GTK draws them, then each page as its
     // engine hands it back (drawing a page into a picture shows whatever it last had on screen).
-    if (background != nullptr)
+    if (background != nullptr) {
+        G_GNUC_BEGIN_IGNORE_DEPRECATIONS
         gtk_render_background(gtk_widget_get_style_context(background), shot->cr, 0, 0, width,
                               height);
-    gtk_widget_draw(content, shot->cr);
+        G_GNUC_END_IGNORE_DEPRECATIONS
+    }
+    drawWidgets(content, shot->cr, width, height);
     collectHostPages(content, content, shot->pages);
     continueShot(shot);
 }

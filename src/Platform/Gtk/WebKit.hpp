@@ -9,6 +9,8 @@
 #include <webkit2/webkit2.h>
 #endif
 
+#include "Platform/Gtk/Widgets.hpp"
+
 namespace tandri::gtk {
 
 // Where the context's web processes find our module, and what they are handed at start.
@@ -157,6 +159,20 @@ inline GtkWidget* newRelatedWebView(WebKitWebView* related) {
 #else
     return webkit_web_view_new_with_related_view(related);
 #endif
+}
+
+// The picture a view's snapshot ended with, as an image surface (the caller's); null on error.
+inline cairo_surface_t* finishSnapshot(WebKitWebView* view, GAsyncResult* result) {
+    GError* error = nullptr;
+#if TANDRI_GTK_MAJOR == 4
+    GdkTexture* texture = webkit_web_view_get_snapshot_finish(view, result, &error);
+    cairo_surface_t* surface = surfaceOfTexture(texture);
+    if (texture != nullptr) g_object_unref(texture);
+#else
+    cairo_surface_t* surface = webkit_web_view_get_snapshot_finish(view, result, &error);
+#endif
+    if (error != nullptr) g_error_free(error);
+    return surface;
 }
 
 }  // namespace tandri::gtk

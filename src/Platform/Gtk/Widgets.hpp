@@ -6,11 +6,37 @@
 
 namespace tandri::gtk {
 
+inline void initToolkit() {
+#if TANDRI_GTK_MAJOR == 4
+    gtk_init();
+#else
+    gtk_init(nullptr, nullptr);
+#endif
+}
+
+// Shows a top-level window and everything in it.
+inline void showWindow(GtkWindow* window) {
+#if TANDRI_GTK_MAJOR == 4
+    gtk_window_present(window);
+#else
+    gtk_widget_show_all(GTK_WIDGET(window));
+#endif
+}
+
+inline void destroyWindow(GtkWindow* window) {
+#if TANDRI_GTK_MAJOR == 4
+    gtk_window_destroy(window);
+#else
+    gtk_widget_destroy(GTK_WIDGET(window));
+#endif
+}
+
 #if TANDRI_GTK_MAJOR == 4
 // Takes `widget` out of whatever holds it. GTK 4 has no common container: a parent that keeps its
-// child apart from the widget tree (a window, a stack's page) must be told by its own call; a
-// box, a fixed or a widget of our own holds its children only as the tree's, and unparenting is
-// all their removal does. (A view placed in another kind of parent needs its call here.)
+// child apart from the widget tree (a window, a stack's page, an overlay's main child) must be
+// told by its own call; a box, a fixed or a widget of our own holds its children only as the
+// tree's, and unparenting is all their removal does. (A view placed in another kind of parent
+// needs its call here.)
 inline void removeFromParent(GtkWidget* widget) {
     GtkWidget* parent = gtk_widget_get_parent(widget);
     if (parent == nullptr) return;
@@ -18,9 +44,16 @@ inline void removeFromParent(GtkWidget* widget) {
         gtk_window_set_child(GTK_WINDOW(parent), nullptr);
     } else if (GTK_IS_STACK(parent)) {
         gtk_stack_remove(GTK_STACK(parent), widget);
+    } else if (GTK_IS_OVERLAY(parent) && gtk_overlay_get_child(GTK_OVERLAY(parent)) == widget) {
+        gtk_overlay_set_child(GTK_OVERLAY(parent), nullptr);
     } else {
         gtk_widget_unparent(widget);
     }
+}
+#else
+inline void removeFromParent(GtkWidget* widget) {
+    if (GtkWidget* parent = gtk_widget_get_parent(widget))
+        gtk_container_remove(GTK_CONTAINER(parent), widget);
 }
 #endif
 
@@ -34,5 +67,126 @@ inline void destroyWidget(GtkWidget* widget) {
     gtk_widget_destroy(widget);
 #endif
 }
+
+// The one child of a window, or of an overlay under its overlays.
+inline GtkWidget* windowChild(GtkWindow* window) {
+#if TANDRI_GTK_MAJOR == 4
+    return gtk_window_get_child(window);
+#else
+    return gtk_bin_get_child(GTK_BIN(window));
+#endif
+}
+
+inline GtkWidget* overlayChild(GtkOverlay* overlay) {
+#if TANDRI_GTK_MAJOR == 4
+    return gtk_overlay_get_child(overlay);
+#else
+    return gtk_bin_get_child(GTK_BIN(overlay));
+#endif
+}
+
+// Puts `child` (which has no parent) into an empty window or overlay. Its visibility stays as
+// it was (GTK 4 makes widgets visible, GTK 3 hidden).
+inline void setWindowChild(GtkWindow* window, GtkWidget* child) {
+#if TANDRI_GTK_MAJOR == 4
+    gtk_window_set_child(window, child);
+#else
+    gtk_container_add(GTK_CONTAINER(window), child);
+#endif
+}
+
+inline void setOverlayChild(GtkOverlay* overlay, GtkWidget* child) {
+#if TANDRI_GTK_MAJOR == 4
+    gtk_overlay_set_child(overlay, child);
+#else
+    gtk_container_add(GTK_CONTAINER(overlay), child);
+#endif
+}
+
+// Whether `widget` is inside `window`'s widget tree.
+inline bool isInWindow(GtkWidget* widget, GtkWindow* window) {
+#if TANDRI_GTK_MAJOR == 4
+    return GTK_WIDGET(gtk_widget_get_root(widget)) == GTK_WIDGET(window);
+#else
+    return gtk_widget_get_toplevel(widget) == GTK_WIDGET(window);
+#endif
+}
+
+inline int widgetWidth(GtkWidget* widget) {
+#if TANDRI_GTK_MAJOR == 4
+    return gtk_widget_get_width(widget);
+#else
+    return gtk_widget_get_allocated_width(widget);
+#endif
+}
+
+inline int widgetHeight(GtkWidget* widget) {
+#if TANDRI_GTK_MAJOR == 4
+    return gtk_widget_get_height(widget);
+#else
+    return gtk_widget_get_allocated_height(widget);
+#endif
+}
+
+// The size of the window's content: as laid out once shown, as asked for before.
+inline void windowSize(GtkWindow* window, int& width, int& height) {
+#if TANDRI_GTK_MAJOR == 4
+    width = gtk_widget_get_width(GTK_WIDGET(window));
+    height = gtk_widget_get_height(GTK_WIDGET(window));
+    if (width <= 1 || height <= 1) gtk_window_get_default_size(window, &width, &height);
+#else
+    gtk_window_get_size(window, &width, &height);
+#endif
+}
+
+inline void setFocusable(GtkWidget* widget, bool focusable) {
+#if TANDRI_GTK_MAJOR == 4
+    gtk_widget_set_focusable(widget, focusable);
+#else
+    gtk_widget_set_can_focus(widget, focusable);
+#endif
+}
+
+inline bool isFocusable(GtkWidget* widget) {
+#if TANDRI_GTK_MAJOR == 4
+    return gtk_widget_get_focusable(widget) != FALSE;
+#else
+    return gtk_widget_get_can_focus(widget) != FALSE;
+#endif
+}
+
+// Gives `widget` the focus back as it had it: an entry keeps its selection and cursor.
+inline void refocus(GtkWidget* widget) {
+#if TANDRI_GTK_MAJOR == 4
+    if (GTK_IS_TEXT(widget)) {
+        gtk_text_grab_focus_without_selecting(GTK_TEXT(widget));
+        return;
+    }
+    if (GTK_IS_ENTRY(widget)) {
+        gtk_entry_grab_focus_without_selecting(GTK_ENTRY(widget));
+        return;
+    }
+#else
+    if (GTK_IS_ENTRY(widget)) {
+        gtk_entry_grab_focus_without_selecting(GTK_ENTRY(widget));
+        return;
+    }
+#endif
+    gtk_widget_grab_focus(widget);
+}
+
+#if TANDRI_GTK_MAJOR == 4
+// A new image surface with the texture's pixels (cairo's ARGB32 is GDK's default memory format).
+inline cairo_surface_t* surfaceOfTexture(GdkTexture* texture) {
+    if (texture == nullptr) return nullptr;
+    cairo_surface_t* surface = cairo_image_surface_create(
+        CAIRO_FORMAT_ARGB32, gdk_texture_get_width(texture), gdk_texture_get_height(texture));
+    cairo_surface_flush(surface);
+    gdk_texture_download(texture, cairo_image_surface_get_data(surface),
+                         static_cast<gsize>(cairo_image_surface_get_stride(surface)));
+    cairo_surface_mark_dirty(surface);
+    return surface;
+}
+#endif
 
 }  // namespace tandri::gtk
