@@ -2,10 +2,10 @@
 
 // The demo merchant's own application: a GTK window with a header bar, its product list and the
 // checkout. It uses only what a merchant includes (<tandri/tandri.hpp>, <tandri/gtk.hpp>); the
-// build gives this file no other include path.
+// build gives this file no other include path. It builds for GTK 3 and for GTK 4, as the GTK it
+// is compiled with says.
 
 #include <gtk/gtk.h>
-#include <webkit2/webkit2.h>
 
 #include <functional>
 #include <memory>

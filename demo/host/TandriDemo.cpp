@@ -39,6 +39,8 @@
 #include "Platform/Gtk/GtkPresenter.hpp"
 #include "Platform/Gtk/GtkWebView.hpp"
 #include "Platform/Gtk/ViewWidget.hpp"
+#include "Platform/Gtk/WebKit.hpp"
+#include "Platform/Gtk/Widgets.hpp"
 #include "Platform/Linux/PersistentStorage.hpp"
 #include "Public/Native/TandriCheckoutButton.hpp"
 #include "Public/Native/TandriCheckoutSDK.hpp"
@@ -131,11 +133,15 @@ void onButtonPageLoad(WebKitWebView*, WebKitLoadEvent event, gpointer) {
 
 /// The widget's allocation in its window's coordinates.
 GdkRectangle inWindow(GtkWidget* widget) {
-    GtkAllocation a;
-    gtk_widget_get_allocation(widget, &a);
+#if TANDRI_GTK_MAJOR == 4
+    double x = 0, y = 0;
+    gtk_widget_translate_coordinates(widget, GTK_WIDGET(gtk_widget_get_root(widget)), 0, 0, &x, &y);
+#else
     int x = 0, y = 0;
     gtk_widget_translate_coordinates(widget, gtk_widget_get_toplevel(widget), 0, 0, &x, &y);
-    return {x, y, a.width, a.height};
+#endif
+    return {static_cast<int>(x), static_cast<int>(y), gtk::widgetWidth(widget),
+            gtk::widgetHeight(widget)};
 }
 
 /// Whether `web` is on screen inside `within`: mapped, with its middle inside `within`'s area.
@@ -151,7 +157,7 @@ bool shownInside(WebKitWebView* web, GtkWidget* within) {
 
 int main(int argc, char** argv) {
     Options options = parse(argc, argv);
-    gtk_init(&argc, &argv);
+    gtk::initToolkit();
 
     char work[] = "/tmp/tandri-demo-XXXXXX";
     if (mkdtemp(work) == nullptr) return 1;
@@ -243,7 +249,7 @@ int main(int argc, char** argv) {
     g_signal_connect(
         store.window(), "destroy",
         G_CALLBACK(+[](GtkWidget*, gpointer flag) { *static_cast<bool*>(flag) = true; }), &closed);
-    gtk_widget_show_all(GTK_WIDGET(store.window()));
+    gtk::showWindow(store.window());
 
     // Pictures of each screen once it has settled, and the tap in automatic mode.
     int shot = 0;
@@ -370,8 +376,8 @@ int main(int argc, char** argv) {
                         auto* then =
                             static_cast<std::function<void(std::optional<std::array<int, 3>>)>*>(
                                 data);
-                        cairo_surface_t* surface = webkit_web_view_get_snapshot_finish(
-                            WEBKIT_WEB_VIEW(source), result, nullptr);
+                        cairo_surface_t* surface =
+                            gtk::finishSnapshot(WEBKIT_WEB_VIEW(source), result);
                         std::optional<std::array<int, 3>> middle;
                         if (surface) {
                             cairo_surface_flush(surface);
@@ -461,11 +467,11 @@ int main(int argc, char** argv) {
             !done && screen == "cart" && settled && !writing && elapsed(lastTap) > 2.0) {
             lastTap = std::chrono::steady_clock::now();
             if (options.manual) {
-                gtk_button_clicked(GTK_BUTTON(store.payControl()));
+                g_signal_emit_by_name(store.payControl(), "clicked");
             } else {
                 GtkWidget* pay = store.payControl();
-                gtk::ViewWidget::tap(pay, gtk_widget_get_allocated_width(pay) / 2.0,
-                                     gtk_widget_get_allocated_height(pay) / 2.0);
+                gtk::ViewWidget::tap(pay, gtk::widgetWidth(pay) / 2.0,
+                                     gtk::widgetHeight(pay) / 2.0);
             }
         }
         if (closed) break;

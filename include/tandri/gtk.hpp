@@ -1,19 +1,27 @@
 #pragma once
 
-// The checkout in a GTK 3 application on WebKitGTK: one call to set it up over the application's
+// The checkout in a GTK application on WebKitGTK: one call to set it up over the application's
 // window, the checkout button as a widget the application packs wherever it likes, and the
 // hybrid plugin on the application's own web view. Everything runs on the GTK main loop: call
 // from it, and every callback comes on it.
 //
+// The same header serves GTK 3 with WebKitGTK 4.1 (libtandri-gtk, pkg-config tandri-gtk) and GTK 4
+// with WebKitGTK 6.0 (libtandri-gtk4, pkg-config tandri-gtk4, or <tandri/gtk4.hpp>): the GTK the
+// application is built with chooses.
+//
 //   auto checkout = tandri::gtk::install(window, "com.example.shop");
 //   tandri::gtk::CheckoutButton button;
-//   gtk_box_pack_end(GTK_BOX(box), button.widget(), FALSE, FALSE, 0);
+//   gtk_box_append(GTK_BOX(box), button.widget());   // GTK 3: gtk_box_pack_end(...)
 //   button.onCheckout(*checkout, profile, purchase, [](const tandri::TandriCheckoutResult& r) {
 //       /* r.statusName() is "payment.success", "payment.cancel" or "payment.error" */
 //   });
 
 #include <gtk/gtk.h>
+#if GTK_MAJOR_VERSION >= 4
+#include <webkit/webkit.h>
+#else
 #include <webkit2/webkit2.h>
+#endif
 
 #include <cstdint>
 #include <functional>
@@ -79,8 +87,15 @@ class Installation {
     /// TandriCheckoutSDK::configureManualCheckoutSessionWithProfile.
     std::shared_ptr<ViewController> screen() const;
     /// The web context the library's web views use (network settings, cookies, local storage).
-    /// A hybrid host may make its own web view in it to share them.
     WebKitWebContext* webContext() const;
+#if GTK_MAJOR_VERSION >= 4
+    /// On WebKitGTK 6.0 cookies, local storage and network settings live in a network session
+    /// beside the context: the one the library's web views use.
+    WebKitNetworkSession* networkSession() const;
+#endif
+    /// A new web view (floating, as GTK's widgets are) sharing the library's network settings,
+    /// cookies and local storage, with settings of its own: what a hybrid host shows its page in.
+    WebKitWebView* newWebView() const;
     /// Where the application's checkout data is kept.
     const std::string& dataDirectory() const;
     /// Whether keychain items went to the desktop keyring (else to the application's store).

@@ -20,6 +20,7 @@
 #include "Platform/Gtk/GtkWebView.hpp"
 #include "Platform/Gtk/ResourceBundle.hpp"
 #include "Platform/Gtk/ViewWidget.hpp"
+#include "Platform/Gtk/Widgets.hpp"
 #include "Platform/Linux/LinuxDevice.hpp"
 #include "Platform/Linux/PersistentStorage.hpp"
 #include "Platform/Linux/PosixFiles.hpp"
@@ -99,6 +100,16 @@ WebKitWebContext* Installation::webContext() const {
     return impl_->factory->context();
 }
 
+#if TANDRI_GTK_MAJOR == 4
+WebKitNetworkSession* Installation::networkSession() const {
+    return sessionOf(impl_->factory->context());
+}
+#endif
+
+WebKitWebView* Installation::newWebView() const {
+    return WEBKIT_WEB_VIEW(tandri::gtk::newWebView(impl_->factory->context()));
+}
+
 const std::string& Installation::dataDirectory() const {
     return impl_->dataDirectory;
 }
@@ -165,7 +176,7 @@ std::shared_ptr<Installation> install(GtkWindow* window, Options options) {
     impl->presenter = std::make_shared<GtkPresenter>(window);
     ports.presenter = impl->presenter;
     int width = 0, height = 0;
-    gtk_window_get_size(window, &width, &height);
+    windowSize(window, width, height);
     ports.mainScreenBounds = Rect{0, 0, static_cast<double>(width), static_cast<double>(height)};
     Platform::install(std::move(ports));
     GtkLifecycle::follow(window);
