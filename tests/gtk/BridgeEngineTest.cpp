@@ -267,6 +267,65 @@ int webProcesses() {
     return count;
 }
 
+// A page's window into which the library loads a page of another site, as the hybrid checkout
+// opens: the window still has its opener (an engine that moves cross-site pages into processes of
+// their own cuts it on a load from outside), one history entry, and the opener hears it. The load
+// comes while the window still shows its first empty document (of the opener's site), once the
+// engine's own navigation has an answer, as the library's comes after its user agent is set.
+TEST_F(BridgeEngineTest, AWindowThePageOpensKeepsItsOpenerWhenTheLibraryLoadsAnotherSite) {
+    struct Windows : UIDelegate, NavigationDelegate {
+        std::shared_ptr<GtkWebViewFactory> factory;
+        std::weak_ptr<NavigationDelegate> self;
+        std::shared_ptr<WebView> opened;
+        URLRequest request;
+        bool loaded = false;
+        std::shared_ptr<WebView> webViewCreateWebView(
+            WebView&, const std::shared_ptr<WebViewConfiguration>& configuration,
+            const NavigationAction& action) override {
+            opened = factory->makeWebView(configuration);
+            opened->setNavigationDelegate(self);
+            request = action.request;
+            return opened;
+        }
+        void webViewDecidePolicyForNavigationResponse(
+            WebView& view, const NavigationResponse&,
+            std::function<void(NavigationResponsePolicy)> decision) override {
+            if (loaded) return decision(NavigationResponsePolicy::Allow);
+            loaded = true;
+            decision(NavigationResponsePolicy::Cancel);
+            view.loadRequest(request);
+        }
+    };
+    auto windows = std::make_shared<Windows>();
+    windows->factory = factory;
+    windows->self = windows;
+    auto [shop, bridge] = storageBridge();
+    shop->setJavaScriptCanOpenWindowsAutomatically(true);
+    shop->setUIDelegate(windows);
+    shop->loadHTMLString(
+        "<html><body><script>window.heard = [];"
+        " addEventListener('message', function(e) { heard.push(e.origin + ' ' + e.data); });"
+        " document.title = 'shop';</script></body></html>",
+        std::string("https://evil.test/shop"));
+    ASSERT_TRUE(spinUntil([&] { return evaluate(shop, "document.title") == "\"shop\""; },
+                          std::chrono::seconds(20)));
+    evaluate(shop, "window.open('https://checkout.tandri.test/hostile/frame'), ''");
+    ASSERT_TRUE(spinUntil([&] { return windows->opened != nullptr; }, std::chrono::seconds(20)));
+    auto opened = windows->opened;
+    ASSERT_TRUE(spinUntil(
+        [&] {
+            return evaluate(opened, "location.host + ' ' + document.readyState") ==
+                   "\"checkout.tandri.test complete\"";
+        },
+        std::chrono::seconds(30)));
+    EXPECT_EQ(evaluate(opened, "[String(window.opener !== null), history.length].join()"),
+              "\"true,1\"");
+    evaluate(opened, "window.opener && window.opener.postMessage('paid', '*'), ''");
+    ASSERT_TRUE(spinUntil([&] { return evaluate(shop, "heard.join()") != "\"\""; },
+                          std::chrono::seconds(20)));
+    EXPECT_EQ(evaluate(shop, "heard.join()"), "\"https://checkout.tandri.test paid\"");
+}
+
 TEST_F(BridgeEngineTest, AViewMadeBesideAnotherSharesItsProcessAndNothingItsPageCanSee) {
     auto [button, buttonBridge] = storageBridge();
     auto page = [](const std::string& name) {

@@ -2,6 +2,8 @@
 
 #include <libsoup/soup.h>
 
+#include <utility>
+
 #include "Platform/Gtk/ScriptChannel.hpp"
 #include "Platform/Gtk/Widgets.hpp"
 #include "tandri/Json.hpp"
@@ -11,6 +13,8 @@ namespace tandri::gtk {
 namespace {
 
 constexpr const char* kChannel = "tandriMessage";
+// Where the library's own scripts that page script must not see or change run.
+constexpr const char* kLoaderWorld = "tandri-loader";
 
 NavigationType navigationTypeOf(WebKitNavigationAction* action) {
     switch (webkit_navigation_action_get_navigation_type(action)) {
@@ -63,6 +67,7 @@ GtkWebView::GtkWebView(GtkWebViewFactory& factory,
     GtkWidget* widget = nullptr;
     if (related != nullptr) {
         widget = newRelatedWebView(related);
+        freshWindow_ = true;
     } else if (factory.processPeer_ != nullptr) {
         // Its peer's process and network session only: the settings and content manager are the
         // new view's own.
@@ -192,6 +197,11 @@ NavigationHandle GtkWebView::begin() {
 
 NavigationHandle GtkWebView::loadRequest(const URLRequest& request) {
     NavigationHandle navigation = begin();
+    const bool window = std::exchange(freshWindow_, false);
+    if (window && request.method == "GET" && !request.body && request.headers.empty()) {
+        loadFromInside(request.url, navigation);
+        return navigation;
+    }
     if (request.method == "GET" && !request.body) {
         WebKitURIRequest* uriRequest = webkit_uri_request_new(request.url.c_str());
         SoupMessageHeaders* headers = webkit_uri_request_get_http_headers(uriRequest);
@@ -235,6 +245,37 @@ NavigationHandle GtkWebView::loadRequest(const URLRequest& request) {
             }
         });
     return navigation;
+}
+
+// A window a page opened keeps its opener only through navigations of its own: the engine takes a
+// load from outside for a new browsing context and, where it moves cross-site pages into a process
+// of their own (always on WebKitGTK 6.0), cuts the window from its opener, whose page then never
+// hears from it (`window.opener` is null). So a window's first load is the window navigating
+// itself, from a world of ours where the page's script cannot have replaced `location`; the
+// history stays one entry long.
+void GtkWebView::loadFromInside(const std::string& url, const NavigationHandle& navigation) {
+    struct Pending {
+        std::weak_ptr<WebView> view;
+        NavigationHandle navigation;
+        std::string url;
+    };
+    const std::string script = "location.replace(" + *json::write(Value(url)) + ")";
+    webkit_web_view_evaluate_javascript(
+        view_, script.data(), static_cast<gssize>(script.size()), kLoaderWorld, nullptr, nullptr,
+        +[](GObject* source, GAsyncResult* result, gpointer data) {
+            std::unique_ptr<Pending> pending(static_cast<Pending*>(data));
+            GError* error = nullptr;
+            JSCValue* value =
+                webkit_web_view_evaluate_javascript_finish(WEBKIT_WEB_VIEW(source), result, &error);
+            if (value != nullptr) g_object_unref(value);
+            if (error == nullptr) return;
+            g_error_free(error);
+            // No document to navigate (the window was closed or is going): loaded from outside.
+            auto view = std::static_pointer_cast<GtkWebView>(pending->view.lock());
+            if (!view || view->current_ != pending->navigation) return;
+            webkit_web_view_load_uri(view->view_, pending->url.c_str());
+        },
+        new Pending{weak_from_this(), navigation, url});
 }
 
 NavigationHandle GtkWebView::loadHTMLString(const std::string& html,

@@ -48,6 +48,7 @@ class GtkWebView : public WebView {
   private:
     void attach();
     NavigationHandle begin();
+    void loadFromInside(const std::string& url, const NavigationHandle& navigation);
     static void onLoadChanged(WebKitWebView*, WebKitLoadEvent event, gpointer self);
     static gboolean onLoadFailed(WebKitWebView*, WebKitLoadEvent event, char* uri, GError* error,
                                  gpointer self);
@@ -71,6 +72,9 @@ class GtkWebView : public WebView {
     bool committed_ = false;
     bool failed_ = false;
     bool ownLoadPending_ = false;  // a load of ours that has not started yet
+    // Made for a page's window, and nothing loaded into it by us yet: its first load goes from
+    // inside (see loadRequest).
+    bool freshWindow_ = false;
 };
 
 class GtkWebViewFactory : public WebViewFactory {
