@@ -97,17 +97,16 @@ GtkPresenter::~GtkPresenter() {
 #endif
     }
     if (stack_ != nullptr) {
-        const bool inWindow =
-            window_ != nullptr && gtk_widget_get_parent(stack_) == GTK_WIDGET(window_);
-        if (hostMode_ && inWindow) {
+        const bool inWindow = window_ != nullptr && windowChild(window_) == stack_;
+        if (inWindow) {
             // The host's content goes back into its window as it was; only our overlay goes.
-            if (GtkWidget* content = overlayChild(GTK_OVERLAY(stack_))) {
+            GtkWidget* content = hostMode_ ? overlayChild(GTK_OVERLAY(stack_)) : nullptr;
+            if (content != nullptr) {
                 g_object_ref(content);
                 removeFromParent(content);
-                removeFromParent(stack_);
-                setWindowChild(window_, content);
-                g_object_unref(content);
             }
+            setWindowChild(window_, content);
+            if (content != nullptr) g_object_unref(content);
         }
         // An overlay the host has put somewhere else of its own is the host's to destroy.
         if (!hostMode_ || inWindow || gtk_widget_get_parent(stack_) == nullptr) {
@@ -135,7 +134,7 @@ void GtkPresenter::coverHostContent() {
         GtkWidget* focus = gtk_window_get_focus(window_);
         if (focus != nullptr) g_object_ref(focus);
         g_object_ref(content);
-        removeFromParent(content);
+        setWindowChild(window_, nullptr);
         setOverlayChild(GTK_OVERLAY(stack_), content);
         g_object_unref(content);
         setWindowChild(window_, stack_);

@@ -68,8 +68,20 @@ inline void destroyWidget(GtkWidget* widget) {
 #endif
 }
 
-// The one child of a window, or of an overlay under its overlays.
+// The one child of a window: its "content" where the window has one (an application framework's
+// window, libadwaita's say, whose own child must not be touched), else the toolkit's child.
+inline bool hasContentProperty(GtkWindow* window) {
+    GParamSpec* spec = g_object_class_find_property(G_OBJECT_GET_CLASS(window), "content");
+    return spec != nullptr && g_type_is_a(spec->value_type, GTK_TYPE_WIDGET);
+}
+
 inline GtkWidget* windowChild(GtkWindow* window) {
+    if (hasContentProperty(window)) {
+        GtkWidget* content = nullptr;
+        g_object_get(window, "content", &content, nullptr);
+        if (content != nullptr) g_object_unref(content);  // the window still holds it
+        return content;
+    }
 #if TANDRI_GTK_MAJOR == 4
     return gtk_window_get_child(window);
 #else
@@ -77,6 +89,7 @@ inline GtkWidget* windowChild(GtkWindow* window) {
 #endif
 }
 
+// The child of an overlay, under its overlays.
 inline GtkWidget* overlayChild(GtkOverlay* overlay) {
 #if TANDRI_GTK_MAJOR == 4
     return gtk_overlay_get_child(overlay);
@@ -85,13 +98,19 @@ inline GtkWidget* overlayChild(GtkOverlay* overlay) {
 #endif
 }
 
-// Puts `child` (which has no parent) into an empty window or overlay. Its visibility stays as
-// it was (GTK 4 makes widgets visible, GTK 3 hidden).
+// Puts `child` (which has no parent) into the window in place of what it held; none empties it.
+// Its visibility stays as it was (GTK 4 makes widgets visible, GTK 3 hidden).
 inline void setWindowChild(GtkWindow* window, GtkWidget* child) {
+    if (hasContentProperty(window)) {
+        g_object_set(window, "content", child, nullptr);
+        return;
+    }
 #if TANDRI_GTK_MAJOR == 4
     gtk_window_set_child(window, child);
 #else
-    gtk_container_add(GTK_CONTAINER(window), child);
+    if (GtkWidget* old = gtk_bin_get_child(GTK_BIN(window)))
+        gtk_container_remove(GTK_CONTAINER(window), old);
+    if (child != nullptr) gtk_container_add(GTK_CONTAINER(window), child);
 #endif
 }
 
