@@ -2,14 +2,15 @@
 # Builds the Debian packages of a build (configured with -DTANDRI_GTK=ON) with CPack, installs
 # them into the system, builds and runs a program against that installation (no prefix), then
 # purges them and checks that the system is as it was before: no file of theirs left.
-# Needs root (or sudo); refuses to run while libtandri1 or libtandri-dev is installed already.
+# Needs root (or sudo); refuses to run while any of its packages is installed already.
 #   scripts/test-debs.sh BUILD_DIR
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build="$(realpath "$1")"
 SUDO=""
 [ "$(id -u)" -eq 0 ] || SUDO="sudo"
-packages=(libtandri1 libtandri-dev)
+packages=(libtandri1 libtandri-dev libtandri-gtk1 libtandri-gtk-dev libtandri-gtk4-1
+  libtandri-gtk4-dev)
 apt=(-o DPkg::Lock::Timeout=600)  # another apt-get may be running: wait for it
 for p in "${packages[@]}"; do
   if dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "installed"; then
@@ -31,6 +32,12 @@ trap cleanup EXIT
 (cd "$build" && cpack -G DEB -B "$work/debs" >/dev/null)
 rm -rf "$work/debs/_CPack_Packages"
 ls -l "$work/debs"/*.deb
+# The packages of the toolkits this build has.
+built=()
+for p in "${packages[@]}"; do
+  if compgen -G "$work/debs/${p}_*.deb" >/dev/null; then built+=("$p"); fi
+done
+packages=("${built[@]}")
 
 # Every path the packages hold, and which of them the system has before they come.
 for deb in "$work/debs"/*.deb; do
@@ -49,8 +56,13 @@ snapshot >"$work/before.txt"
 
 installed=1
 (cd "$work/debs" && DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq "${apt[@]}" \
-  ./libtandri1_*.deb ./libtandri-dev_*.deb >/dev/null)
-dpkg -L "${packages[@]}" | sort -u | grep -q '/tandri-1/web-extensions/libtandri_webext\.so$'
+  ./*.deb >/dev/null)
+dpkg -L libtandri-gtk1 | grep -q '/tandri-1/web-extensions/libtandri_webext\.so$'
+if [[ " ${packages[*]} " == *" libtandri-gtk4-1 "* ]]; then
+  dpkg -L libtandri-gtk4-1 | grep -q '/tandri-1/web-process-extensions/libtandri_webext6\.so$'
+  # A GTK 4 application's packages pull in nothing of GTK 3.
+  ! dpkg-deb -f "$work"/debs/libtandri-gtk4-1_*.deb Depends | grep -q 'gtk-3\|webkit2gtk'
+fi
 
 bash scripts/check-consumer.sh "$work"
 

@@ -21,8 +21,13 @@ stray="$(find "$prefix" -iname '*simulat*' -o -iname '*scenario*' -o -name 'tand
   -o -name '*.png' -o -name 'generate_assets')"
 [ -z "$stray" ] || fail "installed for tests only: $stray"
 libdir="$(dirname "$(find "$prefix" -name 'libtandri.so.1' -o -name 'libtandri.a' | head -n 1)")"
+# The platform libraries built: GTK 3's always, GTK 4's when configured.
+platforms=(libtandri-gtk)
+if [ -e "$libdir/libtandri-gtk4.so.1" ] || [ -e "$libdir/libtandri-gtk4.a" ]; then
+  platforms+=(libtandri-gtk4)
+fi
 if [ -e "$libdir/libtandri.so.1" ]; then
-  for lib in libtandri libtandri-gtk; do
+  for lib in libtandri "${platforms[@]}"; do
     soname="$(readelf -d "$libdir/$lib.so" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')"
     [ "$soname" = "$lib.so.1" ] || fail "$lib.so: SONAME '$soname'"
     target="$(readlink -f "$libdir/$lib.so")"
@@ -30,9 +35,22 @@ if [ -e "$libdir/libtandri.so.1" ]; then
     # An installed library never looks into the build tree.
     ! readelf -d "$libdir/$lib.so.1" | grep -qF "$build" || fail "$lib.so.1 names the build tree"
   done
-  readelf -d "$libdir/libtandri-gtk.so.1" | grep -q 'NEEDED.*\[libtandri.so.1\]' ||
-    fail "libtandri-gtk.so.1 does not need libtandri.so.1"
+  for lib in "${platforms[@]}"; do
+    readelf -d "$libdir/$lib.so.1" | grep -q 'NEEDED.*\[libtandri.so.1\]' ||
+      fail "$lib.so.1 does not need libtandri.so.1"
+  done
+  # Each toolkit's library stays with its own toolkit.
+  ! readelf -d "$libdir/libtandri-gtk.so.1" | grep -q 'NEEDED.*\[libgtk-4' ||
+    fail "libtandri-gtk.so.1 needs GTK 4"
+  if [ -e "$libdir/libtandri-gtk4.so.1" ]; then
+    ! readelf -d "$libdir/libtandri-gtk4.so.1" | grep -q 'NEEDED.*\[libgtk-3' ||
+      fail "libtandri-gtk4.so.1 needs GTK 3"
+  fi
 fi
 [ -f "$libdir/tandri-1/web-extensions/libtandri_webext.so" ] || fail "no web-process module"
+if [[ " ${platforms[*]} " == *" libtandri-gtk4 "* ]]; then
+  [ -f "$libdir/tandri-1/web-process-extensions/libtandri_webext6.so" ] ||
+    fail "no web-process module for WebKitGTK 6.0"
+fi
 
 bash scripts/check-consumer.sh "$work" "$prefix"

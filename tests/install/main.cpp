@@ -1,5 +1,5 @@
-// Prints the installed library's version and where the installed libtandri-gtk looks for its
-// web-process module (scripts/check-consumer.sh checks both).
+// Prints the installed library's version and where the installed libtandri-gtk (or libtandri-gtk4)
+// looks for its web-process module (scripts/check-consumer.sh checks both).
 #include <iostream>
 #include <string>
 
