@@ -3,7 +3,8 @@
 # plot again. Takes a few minutes; run it on a quiet machine.
 # Environment: N (round trips, default 5000), RUNS (demo start-ups and timeline processes,
 # default 5), TAPS (checkouts per timeline process, default 6), BUILD (the Release build tree,
-# default build/perf), TIMELINE_ONLY=1 (only the tap-to-checkout section and its plot).
+# default build/perf), TIMELINE_ONLY=1 (only the tap-to-checkout section and its plot),
+# TOOLKITS_ONLY=1 (only GTK 3 and GTK 4 side by side).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 N="${N:-5000}"
@@ -13,11 +14,39 @@ TANDRI_EXTRA_PACKAGES="time python3 binutils" bash scripts/install-deps.sh
 
 build="${BUILD:-build/perf}"
 out=$build/results
-cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DTANDRI_GTK=ON -DTANDRI_BENCH=ON \
-  >/dev/null
+cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DTANDRI_GTK=ON -DTANDRI_GTK4=ON \
+  -DTANDRI_BENCH=ON >/dev/null
 cmake --build "$build" -j "${JOBS:-2}"
 mkdir -p "$out"
 gtk="$build/src/Platform/Gtk"
+
+# GTK 3 (WebKitGTK 4.1) and GTK 4 (WebKitGTK 6.0) in one run: the library's round trip over the
+# engine's bare echo, and tap to checkout, each toolkit's runs taken in turn.
+toolkits() {
+  echo "== GTK 3 and GTK 4 side by side: round trips ($N each), tap to checkout"
+  for toolkit in gtk3 gtk4; do : >"$out/round-trip-$toolkit.txt"; done
+  for round in 1 2 3; do
+    for toolkit in gtk3 gtk4; do
+      program="$gtk/library_round_trip"
+      [ "$toolkit" = gtk4 ] && program="$gtk/library_round_trip4"
+      GDK_BACKEND=x11 scripts/with-display.sh "$program" "$N" \
+        --json "$out/round-trip-$toolkit-$round.json" | grep "^ratio" |
+        sed "s/^/$toolkit /" | tee -a "$out/round-trip-$toolkit.txt"
+    done
+  done
+  for toolkit in gtk3 gtk4; do
+    program="$gtk/checkout_timeline"
+    [ "$toolkit" = gtk4 ] && program="$gtk/checkout_timeline4"
+    GDK_BACKEND=x11 scripts/with-display.sh "$program" --runs "$RUNS" --taps "$TAPS" \
+      --json "$out/timeline-$toolkit.json" >"$out/timeline-$toolkit.txt"
+    echo "-- $toolkit tap to checkout"; sed -n '1,12p' "$out/timeline-$toolkit.txt"
+  done
+  python3 scripts/write-performance-page.py "$out" docs/performance.md --toolkits
+}
+if [ "${TOOLKITS_ONLY:-0}" = 1 ]; then
+  toolkits
+  exit 0
+fi
 
 if [ "${TIMELINE_ONLY:-0}" != 1 ]; then
 echo "== round trips in a real WebKit view ($N each)"
@@ -87,4 +116,5 @@ done
 cat "$out/memory.txt"
 
 TIMELINE_BUILD="$build" python3 scripts/write-performance-page.py "$out" docs/performance.md
+toolkits
 echo "== docs/performance.md written"

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Writes docs/performance.md from the results scripts/performance.sh left in its directory."""
 import datetime
+import glob
 import json
 import os
 import platform
@@ -192,6 +193,93 @@ def timeline_section(tl, apart=False):
     lines += ["![tap to checkout](performance-timeline.png)", ""]
     return lines
 
+
+def toolkits_section():
+    """GTK 3 and GTK 4 side by side, from the round-trip-gtk*-N.json and timeline-gtk*.json of one
+    run of performance.sh."""
+    def round_trips(toolkit):
+        # Of the runs taken in turn with the other toolkit's, the one with the median ratio.
+        found = []
+        for path in sorted(glob.glob(os.path.join(results, f"round-trip-{toolkit}-*.json"))):
+            with open(path) as f:
+                data = json.load(f)
+            runs = {r["name"]: r["micros"] for r in data["runs"]}
+            names = list(runs)
+            bare, library = runs[names[0]], runs[names[-1]]
+            found.append((percentile(library, 0.5) / percentile(bare, 0.5), bare, library))
+        found.sort(key=lambda r: r[0])
+        return found[len(found) // 2] if found else None
+
+    def timeline(toolkit):
+        with open(os.path.join(results, f"timeline-{toolkit}.json")) as f:
+            tl = json.load(f)
+        return tl, {s["name"]: {e["name"]: e["ms"] for e in s["events"]} for s in tl["series"]}
+
+    rows = []
+    spreads = {}
+    for toolkit in ("gtk3", "gtk4"):
+        _, bare, library = round_trips(toolkit)
+        ratios = [line.split()[3] for line in read(f"round-trip-{toolkit}.txt").splitlines()]
+        spreads[toolkit] = ", ".join(ratios)
+        rows.append((toolkit, bare, library))
+    tl3, s3 = timeline("gtk3")
+    _, s4 = timeline("gtk4")
+
+    def med(series, name, event):
+        values = series.get(name, {}).get(event)
+        return f"{statistics.median(values):.0f} ({min(values):.0f}-{max(values):.0f})" if values else ""
+
+    lines = [
+        "## GTK 3 and GTK 4 side by side",
+        "",
+        "The same library built twice (`libtandri-gtk` on GTK 3 and WebKitGTK 4.1, `libtandri-gtk4`",
+        "on GTK 4 and WebKitGTK 6.0), measured in one run of `TOOLKITS_ONLY=1 bash",
+        "scripts/performance.sh`: the round trips three times for each toolkit, in turn (the row is",
+        "the run with the median ratio; the ratios of all three beside it), then tap to checkout",
+        f"({tl3['runs']} processes of {tl3['taps']} taps each, GTK 3's first). Round trips in",
+        "microseconds, the timeline in milliseconds since the tap: median (min-max).",
+        "",
+        "| round trip | bare echo median | bare echo p99 | library median | library p99 | library over echo (median) | the three runs |",
+        "|---|---|---|---|---|---|---|",
+    ]
+    for toolkit, bare, library in rows:
+        name = "GTK 3, WebKitGTK 4.1" if toolkit == "gtk3" else "GTK 4, WebKitGTK 6.0"
+        lines.append(f"| {name} | {percentile(bare, 0.5):.0f} | {percentile(bare, 0.99):.0f} | "
+                     f"{percentile(library, 0.5):.0f} | {percentile(library, 0.99):.0f} | "
+                     f"{percentile(library, 0.5) / percentile(bare, 0.5):.2f} | {spreads[toolkit]} |")
+    lines += [
+        "",
+        "| tap to checkout | GTK 3 | GTK 4 |",
+        "|---|---|---|",
+    ]
+    for label, name, event in [
+            ("first tap: checkout page first paint", "first tap", "page first paint"),
+            ("first tap: checkout shown", "first tap", "checkout shown"),
+            ("later taps: checkout page first paint", "later taps", "page first paint"),
+            ("later taps: checkout shown", "later taps", "checkout shown"),
+            ("later taps: spinner painted", "later taps", "spinner painted"),
+            ("bare warm view: page first paint", "bare warm view", "page first paint"),
+            ("bare fresh view: page first paint", "bare fresh view", "page first paint"),
+            ("start-up: button page shown", "start-up", "button page shown")]:
+        lines.append(f"| {label} | {med(s3, name, event)} | {med(s4, name, event)} |")
+    lines.append("")
+    return lines
+
+
+# `write-performance-page.py RESULTS PAGE --toolkits` puts the side-by-side section into the page
+# as it stands (before "## Start-up"), replacing an earlier one.
+if len(sys.argv) > 3 and sys.argv[3] == "--toolkits":
+    with open(page) as f:
+        old = f.read()
+    section = "\n".join(toolkits_section()) + "\n"
+    if "## GTK 3 and GTK 4 side by side" in old:
+        start = old.index("## GTK 3 and GTK 4 side by side")
+        end = old.index("\n## ", start) + 1
+    else:
+        start = end = old.index("## Start-up")
+    with open(page, "w") as f:
+        f.write(old[:start] + section + "\n" + old[end:])
+    sys.exit(0)
 
 # `write-performance-page.py RESULTS PAGE --timeline-only` puts a new timeline into the page as it
 # stands, leaving the other sections alone (a timeline run takes minutes, the whole page an hour).

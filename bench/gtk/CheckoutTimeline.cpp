@@ -36,7 +36,6 @@
 #include <gtk/gtk.h>
 #include <sys/types.h>
 #include <unistd.h>
-#include <webkit2/webkit2.h>
 
 #include <algorithm>
 #include <chrono>
@@ -58,6 +57,8 @@
 #include "Platform/Gtk/GtkWebView.hpp"
 #include "Platform/Gtk/HttpLoader.hpp"
 #include "Platform/Gtk/ViewWidget.hpp"
+#include "Platform/Gtk/WebKit.hpp"
+#include "Platform/Gtk/Widgets.hpp"
 #include "Platform/Platform.hpp"
 #include "Public/Native/TandriCheckoutButton.hpp"
 #include "SandboxServer.hpp"
@@ -124,25 +125,55 @@ struct ViewWatch {
                                      w->timeline->mark("page loaded");
                              }),
                              this));
+#if TANDRI_GTK_MAJOR == 4
+        drawn()[view] = this;
+#else
         handlers.push_back(g_signal_connect_after(
             view, "draw", G_CALLBACK(+[](GtkWidget*, cairo_t*, gpointer self) -> gboolean {
-                auto* w = static_cast<ViewWatch*>(self);
-                if (w->committed) w->timeline->mark("page first paint");
+                static_cast<ViewWatch*>(self)->onDraw();
                 return FALSE;
             }),
             this));
+#endif
         startEvent = withStart ? "response received" : nullptr;
     }
+    void onDraw() {
+        if (committed) timeline->mark("page first paint");
+    }
+#if TANDRI_GTK_MAJOR == 4
+    // GTK 4 draws a widget through its class's snapshot, with no signal to hear: the web view's
+    // class gets one that tells the watch of the view drawn.
+    static std::map<WebKitWebView*, ViewWatch*>& drawn() {
+        static std::map<WebKitWebView*, ViewWatch*> watches;
+        static const bool hooked = [] {
+            auto* klass = GTK_WIDGET_CLASS(g_type_class_ref(WEBKIT_TYPE_WEB_VIEW));
+            static void (*original)(GtkWidget*, GtkSnapshot*) = klass->snapshot;
+            klass->snapshot = [](GtkWidget* widget, GtkSnapshot* snapshot) {
+                original(widget, snapshot);
+                const auto watch = watches.find(WEBKIT_WEB_VIEW(widget));
+                if (watch != watches.end()) watch->second->onDraw();
+            };
+            return true;
+        }();
+        (void)hooked;
+        return watches;
+    }
+#endif
     void stop() {
         if (view == nullptr) return;
         // A view the library has destroyed has lost its handlers already.
         for (gulong id : handlers)
             if (g_signal_handler_is_connected(view, id)) g_signal_handler_disconnect(view, id);
         handlers.clear();
+#if TANDRI_GTK_MAJOR == 4
+        drawn().erase(view);
+#endif
         g_object_unref(view);
         view = nullptr;
     }
-    ~ViewWatch() { stop(); }
+    ~ViewWatch() {
+        stop();
+    }
     const char* startEvent = nullptr;
 };
 
@@ -218,11 +249,7 @@ int child(int taps, const std::string& out) {
     if (mkdtemp(work) == nullptr) return 1;
     // A first start: nothing kept from an earlier run.
     g_setenv("XDG_DATA_HOME", (std::string(work) + "/data").c_str(), TRUE);
-    int argc = 1;
-    char program[] = "checkout_timeline";
-    char* args[] = {program, nullptr};
-    char** argv = args;
-    gtk_init(&argc, &argv);
+    gtk::initToolkit();
 
     demo::SandboxServer sandbox;
     if (!sandbox.start(TANDRI_SOURCE_DIR, work, "cancel")) {
@@ -289,8 +316,10 @@ int child(int taps, const std::string& out) {
     if (auto b = button(); b && b->bridge) {
         buttonWatch.watch(widgetOf(b->bridge->webView), &startup, false);
     }
-    gtk_window_move(store.window(), 0, 0);
-    gtk_widget_show_all(GTK_WIDGET(store.window()));
+#if TANDRI_GTK_MAJOR != 4
+    gtk_window_move(store.window(), 0, 0);  // GTK 4 leaves where windows go to the desktop
+#endif
+    gtk::showWindow(store.window());
     if (!spin([&] { return startup.has("page first paint") && buttonAsked; })) {
         std::fprintf(stderr, "checkout_timeline: the button page never showed\n");
         return 1;
@@ -303,8 +332,7 @@ int child(int taps, const std::string& out) {
     buttonWatch.stop();
 
     // Window frames: which screens a painted frame showed.
-    GdkFrameClock* frames =
-        gdk_window_get_frame_clock(gtk_widget_get_window(GTK_WIDGET(store.window())));
+    GdkFrameClock* frames = gtk_widget_get_frame_clock(GTK_WIDGET(store.window()));
     // A screen comes in fading from transparent: it counts as painted once a frame shows it at
     // all, and as shown in full once it is opaque.
     struct FrameWatch {
@@ -316,11 +344,9 @@ int child(int taps, const std::string& out) {
                          if (*w->current == nullptr) return;
                          // The screens are the window's overlay layers (a screen being
                          // presented is not the top controller until it has faded in).
-                         GtkWidget* stack = gtk_bin_get_child(GTK_BIN(w->window));
-                         if (stack == nullptr || !GTK_IS_CONTAINER(stack)) return;
-                         GList* children = gtk_container_get_children(GTK_CONTAINER(stack));
-                         for (GList* c = children; c != nullptr; c = c->next) {
-                             auto* widget = static_cast<GtkWidget*>(c->data);
+                         GtkWidget* stack = gtk::windowChild(w->window);
+                         if (stack == nullptr) return;
+                         for (GtkWidget* widget : gtk::childrenOf(stack)) {
                              auto view = gtk::ViewWidget::root(widget);
                              const double opacity = gtk_widget_get_opacity(widget);
                              if (!view || opacity <= 0 || !gtk_widget_get_mapped(widget)) continue;
@@ -328,7 +354,6 @@ int child(int taps, const std::string& out) {
                              (*w->current)->mark(checkout ? "checkout shown" : "spinner painted");
                              if (!checkout && opacity >= 1) (*w->current)->mark("spinner opaque");
                          }
-                         g_list_free(children);
                      }),
                      &frameWatch);
 
@@ -336,31 +361,32 @@ int child(int taps, const std::string& out) {
     // shop window's size beside it.
     WebKitWebContext* bareContext = webkit_web_context_new();
     gtk::NetworkSettings{sandbox.proxy, sandbox.leaf, sandbox.hosts()}.applyTo(bareContext);
-    GtkWidget* bareWindow = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+    GtkWindow* bareWindow = gtk::newWindow();
     int width = 0, height = 0;
-    gtk_window_get_size(store.window(), &width, &height);
-    gtk_window_set_default_size(GTK_WINDOW(bareWindow), width, height);
-    gtk_window_move(GTK_WINDOW(bareWindow), width + 40, 0);
-    gtk_widget_show_all(bareWindow);
+    gtk::windowSize(store.window(), width, height);
+    gtk_window_set_default_size(bareWindow, width, height);
+#if TANDRI_GTK_MAJOR != 4
+    gtk_window_move(bareWindow, width + 40, 0);
+#endif
+    gtk::showWindow(bareWindow);
     const std::string pageUrl = "https://" + sandbox.checkoutHost + "/checkout?session=bare";
     WebKitWebView* warmView = nullptr;
     WebKitWebView* spareView = nullptr;  // made before it is needed (and maybe primed)
     // `hidden`: out of the window until the page has loaded, as the library's checkout is until
     // the page says "launch".
     auto bareLoad = [&](bool fresh, Timeline& t, bool hidden = false) {
-        GtkWidget* old = gtk_bin_get_child(GTK_BIN(bareWindow));
+        GtkWidget* old = gtk::windowChild(bareWindow);
         WebKitWebView* view = warmView;
         const bool fromSpare = fresh && spareView != nullptr;
         if (fromSpare) {
             view = std::exchange(spareView, nullptr);
         } else if (fresh || warmView == nullptr) {
-            view = WEBKIT_WEB_VIEW(webkit_web_view_new_with_context(bareContext));
+            view = WEBKIT_WEB_VIEW(gtk::newWebView(bareContext));
         }
         auto place = [&] {
             if (old == GTK_WIDGET(view)) return;
-            if (old) gtk_container_remove(GTK_CONTAINER(bareWindow), old);
-            gtk_container_add(GTK_CONTAINER(bareWindow), GTK_WIDGET(view));
-            gtk_widget_show(GTK_WIDGET(view));
+            gtk_widget_set_visible(GTK_WIDGET(view), TRUE);
+            gtk::setWindowChild(bareWindow, GTK_WIDGET(view));
             if (fromSpare) g_object_unref(view);  // the window holds it now
         };
         if (!hidden) place();
@@ -411,8 +437,7 @@ int child(int taps, const std::string& out) {
                 std::fprintf(stderr, "checkout_timeline: the bare engine did not show the page\n");
                 return 1;
             }
-            spareView =
-                WEBKIT_WEB_VIEW(g_object_ref_sink(webkit_web_view_new_with_context(bareContext)));
+            spareView = WEBKIT_WEB_VIEW(g_object_ref_sink(gtk::newWebView(bareContext)));
             settle(1.0);
             bareSpare.emplace_back();
             if (!bareLoad(true, bareSpare.back())) {
@@ -420,8 +445,7 @@ int child(int taps, const std::string& out) {
                 return 1;
             }
             // Primed: made a second early and given an empty document, so its web process runs.
-            spareView =
-                WEBKIT_WEB_VIEW(g_object_ref_sink(webkit_web_view_new_with_context(bareContext)));
+            spareView = WEBKIT_WEB_VIEW(g_object_ref_sink(gtk::newWebView(bareContext)));
             webkit_web_view_load_uri(spareView, "about:blank");
             settle(1.0);
             barePrimed.emplace_back();
@@ -431,7 +455,7 @@ int child(int taps, const std::string& out) {
             }
             {
                 // What the page sees of the empty document before it.
-                auto* shown = WEBKIT_WEB_VIEW(gtk_bin_get_child(GTK_BIN(bareWindow)));
+                auto* shown = WEBKIT_WEB_VIEW(gtk::windowChild(bareWindow));
                 std::string length;
                 webkit_web_view_evaluate_javascript(
                     shown, "String(history.length)", -1, nullptr, nullptr, nullptr,
@@ -477,8 +501,7 @@ int child(int taps, const std::string& out) {
         current = &t;
         t.start = Clock::now();
         GtkWidget* pay = store.payControl();
-        gtk::ViewWidget::tap(pay, gtk_widget_get_allocated_width(pay) / 2.0,
-                             gtk_widget_get_allocated_height(pay) / 2.0);
+        gtk::ViewWidget::tap(pay, gtk::widgetWidth(pay) / 2.0, gtk::widgetHeight(pay) / 2.0);
         if (!spin([&] { return t.has("checkout shown") && t.has("page first paint"); })) {
             std::fprintf(stderr, "checkout_timeline: tap %d never showed the checkout\n", i);
             return 1;
@@ -507,7 +530,7 @@ int child(int taps, const std::string& out) {
          << ",\"withBare\":" << allRss << ",\"host\":" << hostRss
          << ",\"hostAtStart\":" << hostAtStart << "}}\n";
     Logging::setSink({});
-    gtk_widget_destroy(bareWindow);
+    gtk::destroyWindow(bareWindow);
     if (warmView) g_object_unref(warmView);
     std::filesystem::remove_all(work);
     return json.good() ? 0 : 1;

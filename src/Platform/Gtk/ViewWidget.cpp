@@ -627,18 +627,7 @@ void collectHostPages(GtkWidget* widget, GtkWidget* content, std::vector<Shot::P
                         static_cast<double>(widgetHeight(widget))}});
         return;
     }
-#if TANDRI_GTK_MAJOR == 4
-    for (GtkWidget* c = gtk_widget_get_first_child(widget); c != nullptr;
-         c = gtk_widget_get_next_sibling(c)) {
-        collectHostPages(c, content, out);
-    }
-#else
-    if (!GTK_IS_CONTAINER(widget)) return;
-    GList* children = gtk_container_get_children(GTK_CONTAINER(widget));
-    for (GList* c = children; c != nullptr; c = c->next)
-        collectHostPages(GTK_WIDGET(c->data), content, out);
-    g_list_free(children);
-#endif
+    for (GtkWidget* child : childrenOf(widget)) collectHostPages(child, content, out);
 }
 
 // The widgets as the toolkit draws them, their pages as they last showed.

@@ -4,6 +4,8 @@
 
 #include <gtk/gtk.h>
 
+#include <vector>
+
 namespace tandri::gtk {
 
 inline void initToolkit() {
@@ -21,6 +23,32 @@ inline void showWindow(GtkWindow* window) {
 #else
     gtk_widget_show_all(GTK_WIDGET(window));
 #endif
+}
+
+// A new top-level window, not shown yet.
+inline GtkWindow* newWindow() {
+#if TANDRI_GTK_MAJOR == 4
+    return GTK_WINDOW(gtk_window_new());
+#else
+    return GTK_WINDOW(gtk_window_new(GTK_WINDOW_TOPLEVEL));
+#endif
+}
+
+// The widget's children in the widget tree, first to last (drawing order).
+inline std::vector<GtkWidget*> childrenOf(GtkWidget* widget) {
+    std::vector<GtkWidget*> children;
+#if TANDRI_GTK_MAJOR == 4
+    for (GtkWidget* c = gtk_widget_get_first_child(widget); c != nullptr;
+         c = gtk_widget_get_next_sibling(c)) {
+        children.push_back(c);
+    }
+#else
+    if (!GTK_IS_CONTAINER(widget)) return children;
+    GList* list = gtk_container_get_children(GTK_CONTAINER(widget));
+    for (GList* c = list; c != nullptr; c = c->next) children.push_back(GTK_WIDGET(c->data));
+    g_list_free(list);
+#endif
+    return children;
 }
 
 inline void destroyWindow(GtkWindow* window) {
