@@ -2,7 +2,6 @@
 // between its own, and screens laid over the host's widgets and taken away again with nothing of
 // the host's changed.
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <gtk/gtk.h>
 #include <unistd.h>
@@ -13,6 +12,7 @@
 #include "Core/Utils/URL.hpp"
 #include "Core/Views/Layout.hpp"
 #include "EngineFixture.hpp"
+#include "Input.hpp"
 #include "Platform/Gtk/GtkMainQueue.hpp"
 #include "Platform/Gtk/GtkPresenter.hpp"
 #include "Platform/Gtk/GtkWebView.hpp"
@@ -28,79 +28,37 @@ namespace {
 using namespace tandri::gtk;
 using namespace tandri::gtk::testing;
 
-struct Box {
-    int x = 0, y = 0, width = 0, height = 0;
-    bool operator==(const Box&) const = default;
-};
-
-std::ostream& operator<<(std::ostream& out, const Box& b) {
-    return out << b.x << "," << b.y << " " << b.width << "x" << b.height;
-}
-
-/// Where a widget lies in its window.
-Box boxOf(GtkWidget* widget) {
-    Box b;
-    gtk_widget_translate_coordinates(widget, gtk_widget_get_toplevel(widget), 0, 0, &b.x, &b.y);
-    b.width = gtk_widget_get_allocated_width(widget);
-    b.height = gtk_widget_get_allocated_height(widget);
-    return b;
-}
-
 void drain() {
     while (g_main_context_pending(nullptr)) g_main_context_iteration(nullptr, FALSE);
 }
 
-/// A person's click at window coordinates, through the window system: the pointer moves there and
-/// its button goes down and up, as input devices do (the X test extension).
-extern "C" void* gdk_x11_display_get_xdisplay(GdkDisplay* display);  // without Xlib's macros
-
-bool click(GtkWidget* window, int x, int y) {
-    static void* xtest = dlopen("libXtst.so.6", RTLD_NOW);
-    GdkDisplay* gdkDisplay = gdk_display_get_default();
-    if (xtest == nullptr ||
-        !G_TYPE_CHECK_INSTANCE_TYPE(gdkDisplay, g_type_from_name("GdkX11Display"))) {
-        return false;
-    }
-    using Motion = int (*)(void*, int, int, int, unsigned long);
-    using Press = int (*)(void*, unsigned, int, unsigned long);
-    auto motion = reinterpret_cast<Motion>(dlsym(xtest, "XTestFakeMotionEvent"));
-    auto press = reinterpret_cast<Press>(dlsym(xtest, "XTestFakeButtonEvent"));
-    if (motion == nullptr || press == nullptr) return false;
-    int originX = 0, originY = 0;
-    gdk_window_get_origin(gtk_widget_get_window(window), &originX, &originY);
-    void* display = gdk_x11_display_get_xdisplay(gdkDisplay);
-    motion(display, -1, originX + x, originY + y, 0);
-    press(display, 1, 1, 0);
-    press(display, 1, 0, 0);
-    gdk_display_flush(gdkDisplay);
-    return true;
-}
-
-/// A key typed into the window, as the window system delivers it.
-void type(GtkWidget* window, guint keyval) {
-    for (GdkEventType kind : {GDK_KEY_PRESS, GDK_KEY_RELEASE}) {
-        GdkEvent* event = gdk_event_new(kind);
-        event->key.window = GDK_WINDOW(g_object_ref(gtk_widget_get_window(window)));
-        event->key.send_event = TRUE;
-        event->key.time = GDK_CURRENT_TIME;
-        event->key.keyval = keyval;
-        GdkKeymapKey* keys = nullptr;
-        gint count = 0;
-        if (gdk_keymap_get_entries_for_keyval(gdk_keymap_get_for_display(gdk_display_get_default()),
-                                              keyval, &keys, &count) &&
-            count > 0) {
-            event->key.hardware_keycode = static_cast<guint16>(keys[0].keycode);
-        }
-        g_free(keys);
-        gdk_event_set_device(
-            event, gdk_seat_get_keyboard(gdk_display_get_default_seat(gdk_display_get_default())));
-        gtk_main_do_event(event);
-        gdk_event_free(event);
-    }
+/// What the toolkit draws of a widget, at its size.
+void drawWidget(GtkWidget* widget, cairo_t* cr, int width, int height) {
+#if TANDRI_GTK_MAJOR == 4
+    GdkPaintable* paintable = gtk_widget_paintable_new(widget);
+    GtkSnapshot* snapshot = gtk_snapshot_new();
+    gdk_paintable_snapshot(paintable, snapshot, width, height);
+    g_object_unref(paintable);
+    GskRenderNode* node = gtk_snapshot_free_to_node(snapshot);
+    ASSERT_NE(node, nullptr);
+    const graphene_rect_t bounds =
+        GRAPHENE_RECT_INIT(0, 0, static_cast<float>(width), static_cast<float>(height));
+    GdkTexture* texture = gsk_renderer_render_texture(
+        gtk_native_get_renderer(gtk_widget_get_native(widget)), node, &bounds);
+    gsk_render_node_unref(node);
+    cairo_surface_t* drawn = surfaceOfTexture(texture);
+    g_object_unref(texture);
+    cairo_set_source_surface(cr, drawn, 0, 0);
+    cairo_paint(cr);
+    cairo_surface_destroy(drawn);
+#else
+    (void)width, (void)height;
+    gtk_widget_draw(widget, cr);
+#endif
 }
 
 struct EmbeddingTest : ::testing::Test {
-    static void SetUpTestSuite() { gtk_init(nullptr, nullptr); }
+    static void SetUpTestSuite() { initToolkit(); }
     void SetUp() override {
         saved = Platform::current();
         Platform ports;
@@ -108,10 +66,10 @@ struct EmbeddingTest : ::testing::Test {
         ports.keychain = std::make_shared<sim::SimulatedKeychain>();
         ports.userDefaults = std::make_shared<sim::SimulatedUserDefaults>();
         Platform::install(ports);
-        window = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+        window = GTK_WIDGET(newWindow());
     }
     void TearDown() override {
-        if (window != nullptr) gtk_widget_destroy(window);
+        if (window != nullptr) destroyWindow(window);
         Platform::install(saved);
     }
     Platform saved;
@@ -145,12 +103,12 @@ TEST_F(EmbeddingTest, TheCheckoutButtonIsAWidgetTheHostPacksBetweenItsOwn) {
     GtkWidget* below = gtk_label_new("Returns within 30 days");
     GtkWidget* buttonWidget = ViewWidget::create(button, 300, 56);
     button.reset();  // the widget keeps its tree
-    gtk_box_pack_start(GTK_BOX(box), above, TRUE, TRUE, 0);
-    gtk_box_pack_start(GTK_BOX(box), buttonWidget, FALSE, FALSE, 0);
-    gtk_box_pack_start(GTK_BOX(box), below, TRUE, TRUE, 0);
-    gtk_container_add(GTK_CONTAINER(window), box);
+    appendToBox(box, above, true);
+    appendToBox(box, buttonWidget);
+    appendToBox(box, below, true);
+    setWindowChild(GTK_WINDOW(window), box);
     gtk_window_set_default_size(GTK_WINDOW(window), 360, 300);
-    gtk_widget_show_all(window);
+    showWindow(GTK_WINDOW(window));
     ASSERT_NE(weakButton.lock(), nullptr);
     auto armed = std::static_pointer_cast<TandriCheckoutButton>(ViewWidget::root(buttonWidget));
     ASSERT_EQ(armed, weakButton.lock());
@@ -177,7 +135,11 @@ TEST_F(EmbeddingTest, TheCheckoutButtonIsAWidgetTheHostPacksBetweenItsOwn) {
     ASSERT_TRUE(spinUntil([&] { return tapped == 2; }, std::chrono::seconds(5)));
 
     // The window grows: the button takes its new width, the page follows it.
+#if TANDRI_GTK_MAJOR == 4
+    gtk_window_set_default_size(GTK_WINDOW(window), 520, 400);
+#else
     gtk_window_resize(GTK_WINDOW(window), 520, 400);
+#endif
     ASSERT_TRUE(spinUntil([&] { return boxOf(buttonWidget).width == 520 && pageOverButton(); },
                           std::chrono::seconds(10)))
         << boxOf(page) << " vs " << boxOf(buttonWidget);
@@ -186,10 +148,10 @@ TEST_F(EmbeddingTest, TheCheckoutButtonIsAWidgetTheHostPacksBetweenItsOwn) {
 
     // The host lets the widget go: the tree goes with it, the page stays its bridge's.
     armed.reset();
-    gtk_widget_destroy(buttonWidget);
+    destroyWidget(buttonWidget);
     EXPECT_EQ(weakButton.lock(), nullptr);
 
-    gtk_widget_destroy(window);
+    destroyWindow(window);
     window = nullptr;
     drain();
     setMakerDomain(savedDomain);
@@ -205,7 +167,7 @@ struct Looks {
 
 Looks looksOf(GtkWidget* widget) {
     return {gtk_widget_get_parent(widget), gtk_widget_get_visible(widget) != FALSE,
-            gtk_widget_get_sensitive(widget) != FALSE, gtk_widget_get_can_focus(widget) != FALSE,
+            gtk_widget_get_sensitive(widget) != FALSE, isFocusable(widget),
             gtk_widget_get_realized(widget) != FALSE};
 }
 
@@ -246,13 +208,13 @@ TEST_F(EmbeddingTest, AScreenCoversTheHostsOwnWidgetsAndGivesThemBackUntouched) 
     // whose page keeps some state.
     GtkWidget* box = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
     GtkWidget* entry = gtk_entry_new();
-    WebKitWebContext* context = webkit_web_context_new_ephemeral();
-    GtkWidget* hostPage = webkit_web_view_new_with_context(context);
-    gtk_box_pack_start(GTK_BOX(box), entry, FALSE, FALSE, 0);
-    gtk_box_pack_start(GTK_BOX(box), hostPage, TRUE, TRUE, 0);
-    gtk_container_add(GTK_CONTAINER(window), box);
+    WebKitWebContext* context = newEphemeralContext();
+    GtkWidget* hostPage = newWebView(context);
+    appendToBox(box, entry);
+    appendToBox(box, hostPage, true);
+    setWindowChild(GTK_WINDOW(window), box);
     gtk_window_set_default_size(GTK_WINDOW(window), 400, 500);
-    gtk_widget_show_all(window);
+    showWindow(GTK_WINDOW(window));
     webkit_web_view_load_html(
         WEBKIT_WEB_VIEW(hostPage),
         "<body style='background:#00ff00'><p id='own'>the host's page</p></body>", nullptr);
@@ -264,10 +226,10 @@ TEST_F(EmbeddingTest, AScreenCoversTheHostsOwnWidgetsAndGivesThemBackUntouched) 
         std::chrono::seconds(20)));
     run(WEBKIT_WEB_VIEW(hostPage), "window.hostState = 'kept'");
     gtk_widget_grab_focus(entry);
-    gtk_entry_set_text(GTK_ENTRY(entry), "typed");
+    setEntryText(entry, "typed");
     gtk_editable_set_position(GTK_EDITABLE(entry), -1);
     type(window, GDK_KEY_s);
-    ASSERT_EQ(std::string(gtk_entry_get_text(GTK_ENTRY(entry))), "typeds");
+    ASSERT_EQ(entryText(entry), "typeds");
 
     auto presenter = std::make_shared<GtkPresenter>(GTK_WINDOW(window));
     Platform::current().presenter = presenter;
@@ -275,8 +237,7 @@ TEST_F(EmbeddingTest, AScreenCoversTheHostsOwnWidgetsAndGivesThemBackUntouched) 
     ASSERT_NE(host, nullptr);
     EXPECT_EQ(presenter->topViewController(), host);
     GtkWidget* layer = gtk_widget_get_parent(box);
-    ASSERT_TRUE(spinUntil([&] { return gtk_widget_get_allocated_width(box) > 1; },
-                          std::chrono::seconds(5)));
+    ASSERT_TRUE(spinUntil([&] { return widgetWidth(box) > 1; }, std::chrono::seconds(5)));
     presenter->sync();
     const Box content = boxOf(box);
     EXPECT_EQ(host->view()->frame(), (Rect{0, 0, double(content.width), double(content.height)}));
@@ -292,23 +253,17 @@ TEST_F(EmbeddingTest, AScreenCoversTheHostsOwnWidgetsAndGivesThemBackUntouched) 
 
     // The screen lies over exactly the host's content.
     GtkWidget* screen = nullptr;
-    GList* children = gtk_container_get_children(GTK_CONTAINER(layer));
-    for (GList* c = children; c != nullptr; c = c->next) {
-        if (ViewWidget::root(GTK_WIDGET(c->data)) == cover->view()) screen = GTK_WIDGET(c->data);
+    for (GtkWidget* child : childrenOf(layer)) {
+        if (ViewWidget::root(child) == cover->view()) screen = child;
     }
-    g_list_free(children);
     ASSERT_NE(screen, nullptr);
     ASSERT_TRUE(spinUntil([&] { return boxOf(screen) == content; }, std::chrono::seconds(5)))
         << boxOf(screen) << " vs " << content;
 
     // A click in the middle and a key typed reach the screen, not the host's widgets under it.
     int hostClicks = 0;
-    auto countClick = +[](GtkWidget*, GdkEvent*, gpointer n) {
-        ++*static_cast<int*>(n);
-        return FALSE;
-    };
-    g_signal_connect(entry, "button-press-event", G_CALLBACK(countClick), &hostClicks);
-    g_signal_connect(hostPage, "button-press-event", G_CALLBACK(countClick), &hostClicks);
+    countPresses(entry, &hostClicks);
+    countPresses(hostPage, &hostClicks);
     ASSERT_TRUE(click(window, content.x + content.width / 2, content.y + content.height / 2));
     ASSERT_TRUE(click(window, content.x + 10, content.y + 10));  // over the entry
     ASSERT_TRUE(spinUntil([&] { return cover->tapped == 2; }, std::chrono::seconds(5)));
@@ -319,7 +274,7 @@ TEST_F(EmbeddingTest, AScreenCoversTheHostsOwnWidgetsAndGivesThemBackUntouched) 
     type(window, GDK_KEY_y);
     drain();
     EXPECT_EQ(hostClicks, 0);
-    EXPECT_EQ(std::string(gtk_entry_get_text(GTK_ENTRY(entry))), "typeds");
+    EXPECT_EQ(entryText(entry), "typeds");
     EXPECT_EQ(looksOf(box), boxBefore);
     EXPECT_EQ(looksOf(entry), entryBefore);
     EXPECT_EQ(looksOf(hostPage), pageBefore);
@@ -345,17 +300,15 @@ TEST_F(EmbeddingTest, AScreenCoversTheHostsOwnWidgetsAndGivesThemBackUntouched) 
     cover->dismissViewControllerAnimated(true, [&] { dismissed = true; });
     ASSERT_TRUE(spinUntil([&] { return dismissed; }, std::chrono::seconds(5)));
     EXPECT_EQ(presenter->topViewController(), host);
-    children = gtk_container_get_children(GTK_CONTAINER(layer));
-    EXPECT_EQ(g_list_length(children), 1u) << "the screen is gone";
-    g_list_free(children);
+    EXPECT_EQ(childrenOf(layer).size(), 1u) << "the screen is gone";
     EXPECT_EQ(looksOf(box), boxBefore);
     EXPECT_EQ(looksOf(entry), entryBefore);
     EXPECT_EQ(looksOf(hostPage), pageBefore);
-    EXPECT_EQ(std::string(gtk_entry_get_text(GTK_ENTRY(entry))), "typeds");
+    EXPECT_EQ(entryText(entry), "typeds");
     EXPECT_EQ(run(WEBKIT_WEB_VIEW(hostPage), "window.hostState"), "kept");
-    EXPECT_TRUE(gtk_widget_is_focus(entry));
+    EXPECT_TRUE(hasFocus(entry));
     type(window, GDK_KEY_t);
-    EXPECT_EQ(std::string(gtk_entry_get_text(GTK_ENTRY(entry))), "typedst");
+    EXPECT_EQ(entryText(entry), "typedst");
     // With no screen up, a picture of the host's own content, its page included (the page paints
     // again in its own time once uncovered: take pictures until its green shows).
     const Box at = boxOf(hostPage);
@@ -381,7 +334,7 @@ TEST_F(EmbeddingTest, AScreenCoversTheHostsOwnWidgetsAndGivesThemBackUntouched) 
     presenter.reset();
     EXPECT_EQ(gtk_widget_get_parent(box), window);
     EXPECT_EQ(looksOf(entry), entryBefore);
-    gtk_widget_destroy(window);
+    destroyWindow(window);
     window = nullptr;
     g_object_unref(context);
 }
@@ -401,13 +354,12 @@ TEST_F(EmbeddingTest, WhatLiesOverAPageIsDrawnOnScreenAndAWindowGoneFirstIsNoHar
     root->addSubview(host);
     root->addSubview(badge);  // over the page
     GtkWidget* widget = ViewWidget::create(root, 200, 100);
-    gtk_container_add(GTK_CONTAINER(window), widget);
-    gtk_widget_show_all(window);
-    ASSERT_TRUE(spinUntil([&] { return gtk_widget_get_allocated_width(widget) == 200; },
-                          std::chrono::seconds(5)));
+    setWindowChild(GTK_WINDOW(window), widget);
+    showWindow(GTK_WINDOW(window));
+    ASSERT_TRUE(spinUntil([&] { return widgetWidth(widget) == 200; }, std::chrono::seconds(5)));
     cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 200, 100);
     cairo_t* cr = cairo_create(surface);
-    gtk_widget_draw(widget, cr);
+    drawWidget(widget, cr, 200, 100);
     cairo_destroy(cr);
     cairo_surface_flush(surface);
     const auto* px = reinterpret_cast<const std::uint32_t*>(
@@ -416,16 +368,16 @@ TEST_F(EmbeddingTest, WhatLiesOverAPageIsDrawnOnScreenAndAWindowGoneFirstIsNoHar
     cairo_surface_destroy(surface);
 
     // A host that destroys its window while a screen is up, and only then the presenter.
-    GtkWidget* other = gtk_window_new(GTK_WINDOW_TOPLEVEL);
-    gtk_container_add(GTK_CONTAINER(other), gtk_label_new("the host's"));
-    gtk_widget_show_all(other);
+    GtkWidget* other = GTK_WIDGET(newWindow());
+    setWindowChild(GTK_WINDOW(other), gtk_label_new("the host's"));
+    showWindow(GTK_WINDOW(other));
     auto presenter = std::make_shared<GtkPresenter>(GTK_WINDOW(other));
     Platform::current().presenter = presenter;
     bool presented = false;
     presenter->hostController()->presentViewController(std::make_shared<ViewController>(), false,
                                                        [&] { presented = true; });
     ASSERT_TRUE(spinUntil([&] { return presented; }, std::chrono::seconds(5)));
-    gtk_widget_destroy(other);
+    destroyWindow(other);
     drain();
     Platform::current().presenter.reset();
     presenter.reset();

@@ -45,12 +45,13 @@ inline void replaceWindowChild(GtkWidget* window, GtkWidget* child) {
 #endif
 }
 
-// `child` after the box's others, at its requested size.
-inline void appendToBox(GtkWidget* box, GtkWidget* child) {
+// `child` after the box's others, at its requested size, or taking what room is left.
+inline void appendToBox(GtkWidget* box, GtkWidget* child, bool expand = false) {
 #if TANDRI_GTK_MAJOR == 4
+    gtk_widget_set_vexpand(child, expand);
     gtk_box_append(GTK_BOX(box), child);
 #else
-    gtk_box_pack_start(GTK_BOX(box), child, FALSE, FALSE, 0);
+    gtk_box_pack_start(GTK_BOX(box), child, expand, expand, 0);
 #endif
 }
 

@@ -226,6 +226,7 @@ void tandriViewWidgetDispose(GObject* object) {
     if (state.timer != 0) g_source_remove(state.timer);
     state.timer = 0;
     releaseWebViews(widget, state);
+    state.root.reset();  // the tree goes with the widget, whoever still holds the widget
     for (GtkWidget** layer : {&state.under, &state.over}) {
         if (*layer != nullptr) gtk_widget_unparent(*layer);
         *layer = nullptr;
@@ -357,6 +358,7 @@ void tandriViewWidgetDestroy(GtkWidget* widget) {
     if (state.timer != 0) g_source_remove(state.timer);
     state.timer = 0;
     releaseWebViews(widget, state);
+    state.root.reset();  // the tree goes with the widget, whoever still holds the widget
     GTK_WIDGET_CLASS(tandri_view_widget_parent_class)->destroy(widget);
 }
 
@@ -576,7 +578,7 @@ bool ViewWidget::tap(GtkWidget* widget, double x, double y) {
     sync(widget);
     // Held: the tap may take the tree's screen away, and the widget with it.
     auto root = state->root;
-    return performTap(root, x, y);
+    return root != nullptr && performTap(root, x, y);
 }
 
 void ViewWidget::writeSnapshot(GtkWidget* widget, const std::string& path,
