@@ -11,6 +11,7 @@
 
 #include "Core/Views/ViewController.hpp"
 #include "EngineFixture.hpp"
+#include "Input.hpp"
 #include "Platform/Platform.hpp"
 #include "Platform/SystemLog.hpp"
 #include "Platform/UserDefaults.hpp"
@@ -34,7 +35,7 @@ struct TempDir {
 };
 
 TEST(Install, RefusesWhatCannotNameADirectoryAndSetsUpOverTheHostsOwnWidgets) {
-    gtk_init(nullptr, nullptr);
+    gtk::initToolkit();
     TempDir data;
     struct Lines : SystemLog {
         std::vector<std::string> lines;
@@ -44,13 +45,13 @@ TEST(Install, RefusesWhatCannotNameADirectoryAndSetsUpOverTheHostsOwnWidgets) {
     Platform::current().systemLog = log;
     const auto& logged = log->lines;
 
-    GtkWidget* window = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+    GtkWidget* window = GTK_WIDGET(gtk::newWindow());
     gtk_window_set_default_size(GTK_WINDOW(window), 400, 600);
     GtkWidget* box = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
     GtkWidget* entry = gtk_entry_new();
-    gtk_entry_set_text(GTK_ENTRY(entry), "typed by the host");
-    gtk_box_pack_start(GTK_BOX(box), entry, FALSE, FALSE, 0);
-    gtk_container_add(GTK_CONTAINER(window), box);
+    gtk::testing::setEntryText(entry, "typed by the host");
+    gtk::testing::appendToBox(box, entry);
+    gtk::setWindowChild(GTK_WINDOW(window), box);
 
     // Ids that are not reverse-DNS names, or that would leave the data directory, are refused
     // with a line saying why, and nothing is made on disk.
@@ -84,7 +85,7 @@ TEST(Install, RefusesWhatCannotNameADirectoryAndSetsUpOverTheHostsOwnWidgets) {
     options.keychain = gtk::KeychainStore::ApplicationStore;
     auto checkout = gtk::install(GTK_WINDOW(window), options);
     ASSERT_NE(checkout, nullptr);
-    gtk_widget_show_all(window);
+    gtk::showWindow(GTK_WINDOW(window));
     EXPECT_EQ(checkout->dataDirectory(), options.dataDirectory);
     EXPECT_FALSE(checkout->keychainInKeyring());
     EXPECT_TRUE(TandriCheckoutSDK::configured());
@@ -97,24 +98,24 @@ TEST(Install, RefusesWhatCannotNameADirectoryAndSetsUpOverTheHostsOwnWidgets) {
     EXPECT_EQ(info.st_mode & 0077, 0u);
 
     // The host's widgets are still in its window, as it made them.
-    EXPECT_EQ(gtk_widget_get_toplevel(entry), window);
-    EXPECT_STREQ(gtk_entry_get_text(GTK_ENTRY(entry)), "typed by the host");
+    EXPECT_TRUE(gtk::isInWindow(entry, GTK_WINDOW(window)));
+    EXPECT_EQ(gtk::testing::entryText(entry), "typed by the host");
     EXPECT_TRUE(gtk_widget_get_visible(box));
 
     // One installation per process: a second one, even over another window, is refused.
-    GtkWidget* other = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+    GtkWidget* other = GTK_WIDGET(gtk::newWindow());
     const auto linesBefore = logged.size();
     EXPECT_EQ(gtk::install(GTK_WINDOW(other), "com.example.other"), nullptr);
     ASSERT_EQ(logged.size(), linesBefore + 1);
     EXPECT_NE(logged.back().find("set up already"), std::string::npos) << logged.back();
-    gtk_widget_destroy(other);
+    gtk::destroyWindow(GTK_WINDOW(other));
 
     // Values kept through the installed ports land in that store.
     Platform::current().userDefaults->setObject("install-test", Value("kept"));
     EXPECT_EQ(Platform::current().userDefaults->objectForKey("install-test"), Value("kept"));
 
     checkout.reset();
-    gtk_widget_destroy(window);
+    gtk::destroyWindow(GTK_WINDOW(window));
     Platform::install({});
 }
 

@@ -71,20 +71,20 @@ std::uint32_t pixelAt(cairo_surface_t* surface, int x, int y) {
 }
 
 TEST(GtkPresenter, PresentsTapsPicturesAndDismissesAControllerWithItsWebView) {
-    gtk_init(nullptr, nullptr);
+    initToolkit();
     Platform saved = Platform::current();
     Platform ports;
     ports.mainQueue = std::make_shared<GtkMainQueue>();
     auto factory = std::make_shared<GtkWebViewFactory>();
     ports.webViews = factory;
-    GtkWidget* window = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+    GtkWidget* window = GTK_WIDGET(newWindow());
     gtk_window_set_default_size(GTK_WINDOW(window), 400, 600);
     auto host = std::make_shared<ViewController>();
     host->view()->setBackgroundColor(Color::white());
     auto presenter = std::make_shared<GtkPresenter>(GTK_WINDOW(window), host);
     ports.presenter = presenter;
     Platform::install(ports);
-    gtk_widget_show_all(window);
+    showWindow(GTK_WINDOW(window));
 
     auto page = factory->makeWebView();
     bool loaded = false;
@@ -194,7 +194,7 @@ TEST(GtkPresenter, PresentsTapsPicturesAndDismissesAControllerWithItsWebView) {
 
     Platform::install(saved);
     presenter.reset();
-    gtk_widget_destroy(window);
+    destroyWindow(window);
 }
 
 TEST(GtkLifecycle, FocusAndMinimisingPostEachChangeOnceInOrder) {

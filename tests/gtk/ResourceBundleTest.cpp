@@ -47,10 +47,18 @@ TEST(ResourceBundle, HoldsEveryImageTheLibraryAsksForAndNothingElse) {
 }
 
 TEST(WebExtensionsDirectory, IsBesideTheLibraryInTheBuildTree) {
+    // Each engine generation has its own directory and module: neither loads the other's.
+#if TANDRI_GTK_MAJOR == 4
+    const char* const directory = "web-process-extensions";
+    const char* const module = "libtandri_webext6.so";
+#else
+    const char* const directory = "web-extensions";
+    const char* const module = "libtandri_webext.so";
+#endif
     const std::filesystem::path dir = webExtensionsDirectory();
-    EXPECT_EQ(dir.filename(), "web-extensions");
+    EXPECT_EQ(dir.filename(), directory);
     EXPECT_EQ(dir.parent_path().filename(), "tandri-1");
-    EXPECT_TRUE(std::filesystem::is_regular_file(dir / "libtandri_webext.so")) << dir;
+    EXPECT_TRUE(std::filesystem::is_regular_file(dir / module)) << dir;
 }
 
 }  // namespace
