@@ -133,15 +133,9 @@ void onButtonPageLoad(WebKitWebView*, WebKitLoadEvent event, gpointer) {
 
 /// The widget's allocation in its window's coordinates.
 GdkRectangle inWindow(GtkWidget* widget) {
-#if TANDRI_GTK_MAJOR == 4
-    double x = 0, y = 0;
-    gtk_widget_translate_coordinates(widget, GTK_WIDGET(gtk_widget_get_root(widget)), 0, 0, &x, &y);
-#else
-    int x = 0, y = 0;
-    gtk_widget_translate_coordinates(widget, gtk_widget_get_toplevel(widget), 0, 0, &x, &y);
-#endif
-    return {static_cast<int>(x), static_cast<int>(y), gtk::widgetWidth(widget),
-            gtk::widgetHeight(widget)};
+    GdkRectangle r{0, 0, gtk::widgetWidth(widget), gtk::widgetHeight(widget)};
+    gtk::positionInWindow(widget, r.x, r.y);
+    return r;
 }
 
 /// Whether `web` is on screen inside `within`: mapped, with its middle inside `within`'s area.

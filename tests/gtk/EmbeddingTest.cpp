@@ -32,31 +32,6 @@ void drain() {
     while (g_main_context_pending(nullptr)) g_main_context_iteration(nullptr, FALSE);
 }
 
-/// What the toolkit draws of a widget, at its size.
-void drawWidget(GtkWidget* widget, cairo_t* cr, int width, int height) {
-#if TANDRI_GTK_MAJOR == 4
-    GdkPaintable* paintable = gtk_widget_paintable_new(widget);
-    GtkSnapshot* snapshot = gtk_snapshot_new();
-    gdk_paintable_snapshot(paintable, snapshot, width, height);
-    g_object_unref(paintable);
-    GskRenderNode* node = gtk_snapshot_free_to_node(snapshot);
-    ASSERT_NE(node, nullptr);
-    const graphene_rect_t bounds =
-        GRAPHENE_RECT_INIT(0, 0, static_cast<float>(width), static_cast<float>(height));
-    GdkTexture* texture = gsk_renderer_render_texture(
-        gtk_native_get_renderer(gtk_widget_get_native(widget)), node, &bounds);
-    gsk_render_node_unref(node);
-    cairo_surface_t* drawn = surfaceOfTexture(texture);
-    g_object_unref(texture);
-    cairo_set_source_surface(cr, drawn, 0, 0);
-    cairo_paint(cr);
-    cairo_surface_destroy(drawn);
-#else
-    (void)width, (void)height;
-    gtk_widget_draw(widget, cr);
-#endif
-}
-
 struct EmbeddingTest : ::testing::Test {
     static void SetUpTestSuite() { initToolkit(); }
     void SetUp() override {

@@ -52,14 +52,9 @@ inline std::ostream& operator<<(std::ostream& out, const Box& b) {
 }
 
 inline Box boxOf(GtkWidget* widget) {
-#if TANDRI_GTK_MAJOR == 4
-    double x = 0, y = 0;
-    gtk_widget_translate_coordinates(widget, GTK_WIDGET(gtk_widget_get_root(widget)), 0, 0, &x, &y);
-#else
-    int x = 0, y = 0;
-    gtk_widget_translate_coordinates(widget, gtk_widget_get_toplevel(widget), 0, 0, &x, &y);
-#endif
-    return {static_cast<int>(x), static_cast<int>(y), widgetWidth(widget), widgetHeight(widget)};
+    Box b{0, 0, widgetWidth(widget), widgetHeight(widget)};
+    positionInWindow(widget, b.x, b.y);
+    return b;
 }
 
 /// The X display and the screen position of window coordinates (x, y); false off X11.

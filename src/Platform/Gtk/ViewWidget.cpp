@@ -217,16 +217,12 @@ void tandriViewWidgetMeasure(GtkWidget* widget, GtkOrientation orientation, int,
     if (naturalBaseline != nullptr) *naturalBaseline = -1;
 }
 
-void releaseWebViews(GtkWidget* self, State& state);
+void letEverythingGo(GtkWidget* self, State& state);
 
 void tandriViewWidgetDispose(GObject* object) {
     auto* widget = GTK_WIDGET(object);
     State& state = *reinterpret_cast<TandriViewWidget*>(object)->state;
-    state.gone = true;
-    if (state.timer != 0) g_source_remove(state.timer);
-    state.timer = 0;
-    releaseWebViews(widget, state);
-    state.root.reset();  // the tree goes with the widget, whoever still holds the widget
+    letEverythingGo(widget, state);
     for (GtkWidget** layer : {&state.under, &state.over}) {
         if (*layer != nullptr) gtk_widget_unparent(*layer);
         *layer = nullptr;
@@ -350,15 +346,10 @@ void movePage(GtkWidget* self, State& state, State::Placed& placed, GdkRectangle
     placed.frame = frame;
 }
 
-void releaseWebViews(GtkWidget* self, State& state);
+void letEverythingGo(GtkWidget* self, State& state);
 
 void tandriViewWidgetDestroy(GtkWidget* widget) {
-    State& state = *reinterpret_cast<TandriViewWidget*>(widget)->state;
-    state.gone = true;
-    if (state.timer != 0) g_source_remove(state.timer);
-    state.timer = 0;
-    releaseWebViews(widget, state);
-    state.root.reset();  // the tree goes with the widget, whoever still holds the widget
+    letEverythingGo(widget, *reinterpret_cast<TandriViewWidget*>(widget)->state);
     GTK_WIDGET_CLASS(tandri_view_widget_parent_class)->destroy(widget);
 }
 
@@ -436,6 +427,16 @@ void tandri_view_widget_init(TandriViewWidget* self) {
 void releaseWebViews(GtkWidget* self, State& state) {
     for (auto& placed : state.placed) letGo(self, state, placed);
     state.placed.clear();
+}
+
+// Destroyed: no more frames, the web views back to their owners, and the tree goes with the
+// widget, whoever still holds the widget.
+void letEverythingGo(GtkWidget* self, State& state) {
+    state.gone = true;
+    if (state.timer != 0) g_source_remove(state.timer);
+    state.timer = 0;
+    releaseWebViews(self, state);
+    state.root.reset();
 }
 
 gboolean onFrame(gpointer widget) {
@@ -632,36 +633,6 @@ void collectHostPages(GtkWidget* widget, GtkWidget* content, std::vector<Shot::P
     for (GtkWidget* child : childrenOf(widget)) collectHostPages(child, content, out);
 }
 
-// The widgets as the toolkit draws them, their pages as they last showed.
-void drawWidgets(GtkWidget* content, cairo_t* cr, int width, int height) {
-#if TANDRI_GTK_MAJOR == 4
-    GdkPaintable* paintable = gtk_widget_paintable_new(content);
-    GtkSnapshot* snapshot = gtk_snapshot_new();
-    gdk_paintable_snapshot(paintable, snapshot, width, height);
-    g_object_unref(paintable);
-    GskRenderNode* node = gtk_snapshot_free_to_node(snapshot);
-    GtkNative* native = gtk_widget_get_native(content);
-    if (node == nullptr || native == nullptr) {
-        if (node != nullptr) gsk_render_node_unref(node);
-        return;
-    }
-    const graphene_rect_t bounds =
-        GRAPHENE_RECT_INIT(0, 0, static_cast<float>(width), static_cast<float>(height));
-    GdkTexture* texture =
-        gsk_renderer_render_texture(gtk_native_get_renderer(native), node, &bounds);
-    gsk_render_node_unref(node);
-    if (cairo_surface_t* drawn = surfaceOfTexture(texture)) {
-        cairo_set_source_surface(cr, drawn, 0, 0);
-        cairo_paint(cr);
-        cairo_surface_destroy(drawn);
-    }
-    g_object_unref(texture);
-#else
-    (void)width, (void)height;
-    gtk_widget_draw(content, cr);
-#endif
-}
-
 }  // namespace
 
 void ViewWidget::writeContentSnapshot(GtkWidget* content, GtkWidget* background,
@@ -688,7 +659,8 @@ void ViewWidget::writeContentSnapshot(GtkWidget* content, GtkWidget* background,
                               height);
         G_GNUC_END_IGNORE_DEPRECATIONS
     }
-    drawWidgets(content, shot->cr, width, height);
+    // The widgets as the toolkit draws them, their pages as they last showed.
+    drawWidget(content, shot->cr, width, height);
     collectHostPages(content, content, shot->pages);
     continueShot(shot);
 }

@@ -236,4 +236,47 @@ inline cairo_surface_t* surfaceOfTexture(GdkTexture* texture) {
 }
 #endif
 
+// What the toolkit draws of `widget` (a shown one), at its size, painted onto `cr`.
+inline void drawWidget(GtkWidget* widget, cairo_t* cr, int width, int height) {
+#if TANDRI_GTK_MAJOR == 4
+    GdkPaintable* paintable = gtk_widget_paintable_new(widget);
+    GtkSnapshot* snapshot = gtk_snapshot_new();
+    gdk_paintable_snapshot(paintable, snapshot, width, height);
+    g_object_unref(paintable);
+    GskRenderNode* node = gtk_snapshot_free_to_node(snapshot);
+    GtkNative* native = gtk_widget_get_native(widget);
+    if (node == nullptr || native == nullptr) {
+        if (node != nullptr) gsk_render_node_unref(node);
+        return;
+    }
+    const graphene_rect_t bounds =
+        GRAPHENE_RECT_INIT(0, 0, static_cast<float>(width), static_cast<float>(height));
+    GdkTexture* texture =
+        gsk_renderer_render_texture(gtk_native_get_renderer(native), node, &bounds);
+    gsk_render_node_unref(node);
+    if (cairo_surface_t* drawn = surfaceOfTexture(texture)) {
+        cairo_set_source_surface(cr, drawn, 0, 0);
+        cairo_paint(cr);
+        cairo_surface_destroy(drawn);
+    }
+    g_object_unref(texture);
+#else
+    (void)width, (void)height;
+    gtk_widget_draw(widget, cr);
+#endif
+}
+
+// Where `widget` lies in its window's coordinates.
+inline void positionInWindow(GtkWidget* widget, int& x, int& y) {
+#if TANDRI_GTK_MAJOR == 4
+    double atX = 0, atY = 0;
+    gtk_widget_translate_coordinates(widget, GTK_WIDGET(gtk_widget_get_root(widget)), 0, 0, &atX,
+                                     &atY);
+    x = static_cast<int>(atX);
+    y = static_cast<int>(atY);
+#else
+    gtk_widget_translate_coordinates(widget, gtk_widget_get_toplevel(widget), 0, 0, &x, &y);
+#endif
+}
+
 }  // namespace tandri::gtk
