@@ -21,7 +21,7 @@ FUZZ_SECONDS="${FUZZ_SECONDS:-60}"
 
 stage "build (warnings as errors)"
 cmake -S . -B build/ci -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTANDRI_WERROR=ON \
-  -DTANDRI_GTK=ON -DTANDRI_GTK4=ON
+  -DTANDRI_GTK=ON -DTANDRI_GTK4=ON -DTANDRI_QT=ON
 cmake --build build/ci -j "$JOBS"
 stage "tests"
 ctest --test-dir build/ci --output-on-failure -j "$JOBS"
