@@ -26,6 +26,8 @@ struct ScriptChannelTest : EngineFixture, UIDelegate {
         WebView&, const std::shared_ptr<WebViewConfiguration>& configuration,
         const NavigationAction& action) override {
         actions.push_back(action);
+        // As the checkout does: links and forms into new windows are not opened here.
+        if (action.navigationType != NavigationType::Other) return nullptr;
         auto view = std::static_pointer_cast<QtWebView>(factory->makeWebView(configuration));
         show(*view);
         views.push_back(view);
@@ -193,6 +195,37 @@ TEST_F(ScriptChannelTest, AKeptFunctionSpeaksForNoLaterDocumentAndAPopupNotForIt
     ASSERT_EQ(recorder->messages.size(), 2u);
     EXPECT_EQ(recorder->messages[0].webView.lock(), popup);
     EXPECT_EQ(recorder->messages[1].webView.lock(), view);
+}
+
+TEST_F(ScriptChannelTest, WindowsComeWithHowThePageOpenedThem) {
+    const std::string host = std::string(kTestScheme) + "://maker.example";
+    memory.pages = {
+        {"/page",
+         "<a id='link' target='_blank' href='/linked'>link</a>"
+         "<form id='form' target='_blank' action='/submitted'><input name='q' value='1'></form>"
+         "<script>var opened = null;</script>"},
+        {"/scripted", "<p>scripted</p>"},
+    };
+    auto view = recordedView();
+    view->loadRequest(get(host + "/page"));
+    ASSERT_TRUE(
+        waitFor(*view, "document.getElementById('form') && document.readyState === 'complete'"));
+    evaluate(*view, "document.getElementById('link').click(), 'clicked'");
+    ASSERT_TRUE(spinUntil([&] { return actions.size() == 1; }));
+    evaluate(*view, "document.getElementById('form').submit(), 'submitted'");
+    ASSERT_TRUE(spinUntil([&] { return actions.size() == 2; }));
+    evaluate(*view, "opened = window.open('/scripted', 'named', 'width=300'), 'opened'");
+    ASSERT_TRUE(spinUntil([&] { return actions.size() == 3; }));
+    EXPECT_EQ(actions[0].navigationType, NavigationType::LinkActivated);
+    EXPECT_EQ(actions[0].request.url, host + "/linked");
+    EXPECT_EQ(actions[1].navigationType, NavigationType::FormSubmitted);
+    EXPECT_EQ(actions[1].request.url, host + "/submitted?q=1");
+    EXPECT_EQ(actions[2].navigationType, NavigationType::Other);
+    for (const auto& action : actions) EXPECT_FALSE(action.targetsMainFrame);
+    // Only the script's window opened, in the view made for it; the refused ones are gone.
+    ASSERT_EQ(views.size(), 2u);
+    ASSERT_TRUE(spinUntil([&] { return views[1]->url() == host + "/scripted"; }));
+    EXPECT_EQ(evaluate(*view, "String(opened.closed)"), "\"false\"");
 }
 
 }  // namespace
