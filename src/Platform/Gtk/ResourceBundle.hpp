@@ -1,19 +1,9 @@
 #pragma once
 
-// The library's bundle on GTK: its images are compiled into libtandri-gtk (a GResource bundle made
-// at build time), so an installed library needs no files of its own besides itself.
+// The images bundle is shared with the other desktop platforms (Platform/Desktop).
 
-#include "Platform/Linux/LinuxDevice.hpp"
+#include "Platform/Desktop/ResourceBundle.hpp"
 
 namespace tandri::gtk {
-
-class ResourceBundle final : public linux_platform::HostInfoBundle {
-  public:
-    /// `hostInfo` is the host's information record ("CFBundleShortVersionString", …).
-    explicit ResourceBundle(Dictionary hostInfo) : HostInfoBundle(std::move(hostInfo)) {}
-
-    /// "close.png", "mini_tandri_checkout.png", "square_animation<N>.png".
-    std::optional<std::vector<std::uint8_t>> resource(const std::string& name) override;
-};
-
+using desktop::ResourceBundle;
 }  // namespace tandri::gtk

@@ -1,4 +1,4 @@
-#include "Platform/Gtk/ResourceBundle.hpp"
+#include "Platform/Desktop/ResourceBundle.hpp"
 
 #include <gio/gio.h>
 
@@ -7,7 +7,7 @@
 // Made by glib-compile-resources from the images the build drew (cmake/CompileImages.cmake).
 extern "C" GResource* tandri_images_get_resource(void);
 
-namespace tandri::gtk {
+namespace tandri::desktop {
 
 std::optional<std::vector<std::uint8_t>> ResourceBundle::resource(const std::string& name) {
     if (!isPlainResourceName(name)) return std::nullopt;
@@ -24,4 +24,4 @@ std::optional<std::vector<std::uint8_t>> ResourceBundle::resource(const std::str
     return std::vector<std::uint8_t>(data, data + size);
 }
 
-}  // namespace tandri::gtk
+}  // namespace tandri::desktop

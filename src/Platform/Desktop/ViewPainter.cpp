@@ -1,4 +1,4 @@
-#include "Platform/Gtk/ViewPainter.hpp"
+#include "Platform/Desktop/ViewPainter.hpp"
 
 #include <pango/pangocairo.h>
 
@@ -8,7 +8,7 @@
 #include <map>
 #include <numbers>
 
-namespace tandri::gtk {
+namespace tandri::desktop {
 
 namespace {
 
@@ -300,4 +300,4 @@ bool isAnimating(const View& root) {
     return false;
 }
 
-}  // namespace tandri::gtk
+}  // namespace tandri::desktop
