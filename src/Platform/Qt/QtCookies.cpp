@@ -1,5 +1,6 @@
 #include "Platform/Qt/QtCookies.hpp"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QNetworkCookie>
 #include <QTimer>
@@ -125,7 +126,9 @@ QtCookies::QtCookies(std::shared_ptr<QWebEngineProfile> profile)
 QtCookies::~QtCookies() {
     QObject::disconnect(state_->added);
     QObject::disconnect(state_->removed);
-    state_->profile->cookieStore()->setCookieFilter(nullptr);
+    if (QCoreApplication::instance() != nullptr) {
+        state_->profile->cookieStore()->setCookieFilter(nullptr);
+    }
 }
 
 std::vector<Cookie> QtCookies::cookies() const {

@@ -1,5 +1,6 @@
 #include "Platform/Qt/QtMainQueue.hpp"
 
+#include <QCoreApplication>
 #include <QThread>
 
 namespace tandri::qt {
@@ -8,7 +9,11 @@ QtMainQueue::QtMainQueue() : context_(new QObject) {}
 
 QtMainQueue::~QtMainQueue() {
     // Work still queued for it is dropped with it.
-    context_->deleteLater();
+    if (QCoreApplication::instance() != nullptr) {
+        context_->deleteLater();
+    } else {
+        delete context_;
+    }
 }
 
 void QtMainQueue::post(std::function<void()> work) {

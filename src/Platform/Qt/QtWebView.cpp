@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <QChildEvent>
+#include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QJsonArray>
@@ -20,6 +22,7 @@
 #include <QWebEngineSettings>
 #include <QWebEngineUrlRequestInterceptor>
 #include <QWebEngineView>
+#include <QWheelEvent>
 
 #include "tandri/Json.hpp"
 
@@ -73,6 +76,35 @@ bool CertificateTrust::trusts(const QUrl& url, const QByteArray& leafCertificate
     return std::find(hosts.begin(), hosts.end(), url.host().toStdString()) != hosts.end();
 }
 
+// Keeps the person's wheel and pinch from a view whose scrolling or zooming is off. The engine's
+// widget takes input in a child it makes when first shown, so the filter follows the children.
+class InputFilter : public QObject {
+  public:
+    InputFilter(QObject* parent, QtWebView* view) : QObject(parent), view_(view) {}
+    QtWebView* view_;
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        switch (event->type()) {
+            case QEvent::ChildAdded:
+                if (auto* child = static_cast<QChildEvent*>(event)->child();
+                    child && child->isWidgetType()) {
+                    child->installEventFilter(this);
+                }
+                return false;
+            case QEvent::Wheel: {
+                if (view_ == nullptr) return false;
+                const bool zoom =
+                    (static_cast<QWheelEvent*>(event)->modifiers() & Qt::ControlModifier) != 0;
+                return zoom ? !view_->zoomEnabled() : !view_->scrollEnabled();
+            }
+            case QEvent::NativeGesture:
+                return view_ != nullptr && !view_->zoomEnabled();
+            default:
+                (void)watched;
+                return false;
+        }
+    }
+};
+
 Page::Page(QWebEngineProfile* profile, std::shared_ptr<const CertificateTrust> trust)
     : QWebEnginePage(profile) {
     QPointer<Page> self(this);
@@ -115,6 +147,8 @@ QtWebView::QtWebView(QtWebViewFactory& factory, std::shared_ptr<WebViewConfigura
     page_ = page;
     page->view = this;
     widget_ = new QWebEngineView;
+    inputFilter_ = new InputFilter(widget_, this);
+    widget_->installEventFilter(inputFilter_);
     page->setParent(widget_);
     widget_->setPage(page);
     interceptor_ = new UserAgentInterceptor(page);
@@ -132,8 +166,12 @@ QtWebView::QtWebView(QtWebViewFactory& factory, std::shared_ptr<WebViewConfigura
 }
 
 QtWebView::~QtWebView() {
+    // A view kept by a process-wide holder goes after the application: Qt's objects are gone
+    // with it, and the process is ending.
+    if (QCoreApplication::instance() == nullptr) return;
     // The engine may be inside one of the page's own calls (a window being adopted): the page
     // and its widget go once it has returned, and hear nothing of this view meanwhile.
+    if (inputFilter_) static_cast<InputFilter*>(inputFilter_.data())->view_ = nullptr;
     if (page_) {
         page_->view = nullptr;
         QObject::disconnect(page_, nullptr, nullptr, nullptr);

@@ -7,6 +7,7 @@
 
 #include <QPointer>
 #include <QWebEnginePage>
+#include <QWebEngineView>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,7 +16,6 @@
 #include "Platform/WebView.hpp"
 
 class QWebEngineProfile;
-class QWebEngineView;
 class QWebEngineNewWindowRequest;
 class QWebEngineLoadingInfo;
 
@@ -104,6 +104,7 @@ class QtWebView : public WebView {
     QPointer<QWebEngineView> widget_;
     QPointer<Page> page_;
     UserAgentInterceptor* interceptor_ = nullptr;  // owned by the page
+    QPointer<QObject> inputFilter_;                // owned by the widget
     std::optional<std::string> customUserAgent_;
     std::optional<std::string> htmlBaseURL_;  // the URL a loaded HTML string is shown at
     NavigationHandle current_;                // the load under way or last ended

@@ -1,0 +1,260 @@
+// The Qt platform's one-call set-up and its public pieces: every port wired with the desktop's
+// defaults, and the checkout button as a widget.
+
+#include <QCoreApplication>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTimer>
+#include <QWebEngineProfile>
+#include <QWidget>
+#include <algorithm>
+#include <utility>
+
+#include "Core/Bridge/LoadingSpinnerViewController.hpp"
+#include "Core/Utils/Logging.hpp"
+#include "Core/Utils/URL.hpp"
+#include "Core/Views/ImageAssets.hpp"
+#include "Core/Views/ViewController.hpp"
+#include "Platform/Desktop/ResourceBundle.hpp"
+#include "Platform/Linux/LinuxDevice.hpp"
+#include "Platform/Linux/PersistentStorage.hpp"
+#include "Platform/Linux/PosixFiles.hpp"
+#include "Platform/Linux/StbImageCodec.hpp"
+#include "Platform/Qt/QtCookies.hpp"
+#include "Platform/Qt/QtLifecycle.hpp"
+#include "Platform/Qt/QtMainQueue.hpp"
+#include "Platform/Qt/QtPresenter.hpp"
+#include "Platform/Qt/QtURLOpener.hpp"
+#include "Platform/Qt/QtWebView.hpp"
+#include "Platform/Qt/ViewWidget.hpp"
+#include "Public/Native/TandriCheckoutButton.hpp"
+#include "tandri/qt.hpp"
+
+namespace tandri::qt {
+
+namespace {
+
+/// Decodes the loading screen's frames while the event loop has nothing else to do, one at a
+/// time, into the images every spinner shares: the first tap then shows its spinner at once.
+void prepareLoadingFrames() {
+    auto next = std::make_shared<int>(0);
+    auto* timer = new QTimer;
+    QObject::connect(timer, &QTimer::timeout, [timer, next] {
+        if (*next >= LoadingSpinnerViewController::kFrameCount) {
+            timer->deleteLater();
+            return;
+        }
+        imageNamed(LoadingSpinnerViewController::frameName((*next)++));
+    });
+    timer->start(0);
+}
+
+/// "com.example.shop": letters, digits, '_' and '-' in dot-separated elements, at least two, each
+/// starting with no digit; it becomes a directory name, so nothing else gets through.
+bool usableApplicationId(const std::string& id) {
+    static const QRegularExpression pattern(
+        QStringLiteral("^[A-Za-z_-][A-Za-z0-9_-]*(\\.[A-Za-z_-][A-Za-z0-9_-]*)+$"));
+    return id.size() <= 255 && pattern.match(QString::fromStdString(id)).hasMatch();
+}
+
+/// The installation in force: one per process, as the web profile and the stores are.
+std::weak_ptr<Installation>& current() {
+    static std::weak_ptr<Installation> installation;
+    return installation;
+}
+
+}  // namespace
+
+struct Installation::Impl {
+    std::shared_ptr<QtWebViewFactory> factory;
+    std::shared_ptr<QtPresenter> presenter;
+    std::string dataDirectory;
+    bool keyring = false;
+};
+
+Installation::Installation(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+
+Installation::~Installation() {
+    if (Platform::current().presenter == impl_->presenter) Platform::current().presenter.reset();
+    impl_->presenter.reset();
+}
+
+std::shared_ptr<ViewController> Installation::screen() const {
+    return impl_->presenter->hostController();
+}
+
+QWebEngineProfile* Installation::webProfile() const {
+    return impl_->factory->profile();
+}
+
+const std::string& Installation::dataDirectory() const {
+    return impl_->dataDirectory;
+}
+
+bool Installation::keychainInKeyring() const {
+    return impl_->keyring;
+}
+
+bool Installation::writeSnapshot(const std::string& path) const {
+    return impl_->presenter->writeSnapshot(path);
+}
+
+std::shared_ptr<Installation> install(QWidget* window, Options options) {
+    if (window == nullptr) {
+        logInProduction("checkout not set up: no window");
+        return nullptr;
+    }
+    if (!usableApplicationId(options.applicationId)) {
+        logInProduction("checkout not set up: the application id \"" + options.applicationId +
+                        "\" is not a reverse-DNS id such as com.example.shop");
+        return nullptr;
+    }
+    if (!current().expired()) {
+        logInProduction("checkout not set up: it is set up already (one installation per process)");
+        return nullptr;
+    }
+    window = window->window();
+    auto impl = std::make_unique<Installation::Impl>();
+    if (options.dataDirectory.empty()) {
+        const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+        options.dataDirectory = data.toStdString() + "/" + options.applicationId;
+    }
+    impl->dataDirectory = options.dataDirectory;
+    if (!options.checkoutDomain.empty()) setMakerDomain(options.checkoutDomain);
+    if (!options.checkoutHost.empty()) TandriProfile::setCheckoutHost(options.checkoutHost);
+
+    Platform ports;
+    ports.systemLog = Platform::current().systemLog;  // where the lines went so far
+    ports.mainQueue = std::make_shared<QtMainQueue>();
+    impl->factory = std::make_shared<QtWebViewFactory>(
+        NetworkSettings{options.network.proxy, options.network.trustedCertificate,
+                        options.network.trustedHosts},
+        impl->dataDirectory + "/webengine");
+    ports.webViews = impl->factory;
+    ports.cookies = std::make_shared<QtCookies>(impl->factory->sharedProfile());
+    const auto backend = options.keychain == KeychainStore::ApplicationStore
+                             ? linux_storage::KeychainBackend::Sqlite
+                             : linux_storage::KeychainBackend::SecretService;
+    auto chosen = linux_storage::KeychainBackend::Sqlite;
+    if (!linux_storage::installStoragePorts(ports, options.applicationId, backend,
+                                            impl->dataDirectory + "/storage.db", &chosen)) {
+        return nullptr;  // the store said why
+    }
+    impl->keyring = chosen == linux_storage::KeychainBackend::SecretService;
+    if (impl->keyring) logInProduction("keychain items are kept in the desktop keyring");
+    ports.files = std::make_shared<linux_platform::PosixFiles>(impl->dataDirectory);
+    ports.imageCodec = std::make_shared<linux_platform::StbImageCodec>();
+    Dictionary hostInfo;
+    if (!options.applicationVersion.empty())
+        hostInfo.set("CFBundleShortVersionString", Value(options.applicationVersion));
+    ports.bundle = std::make_shared<desktop::ResourceBundle>(std::move(hostInfo));
+    std::string vendor = options.vendor;
+    if (vendor.empty()) vendor = QCoreApplication::organizationName().toStdString();
+    if (vendor.empty()) vendor = QCoreApplication::applicationName().toStdString();
+    if (vendor.empty()) vendor = options.applicationId;
+    ports.device = std::make_shared<linux_platform::LinuxDevice>(vendor);
+    ports.urlOpener = std::make_shared<QtURLOpener>();
+    impl->presenter = std::make_shared<QtPresenter>(window);
+    ports.presenter = impl->presenter;
+    ports.mainScreenBounds =
+        Rect{0, 0, static_cast<double>(window->width()), static_cast<double>(window->height())};
+    Platform::install(std::move(ports));
+    QtLifecycle::follow(window);
+    TandriCheckoutSDK::configure();
+    prepareLoadingFrames();
+    auto installation = std::make_shared<Installation>(std::move(impl));
+    current() = installation;
+    return installation;
+}
+
+std::shared_ptr<Installation> install(QWidget* window, std::string applicationId) {
+    Options options;
+    options.applicationId = std::move(applicationId);
+    return install(window, std::move(options));
+}
+
+// ---- the button ----
+
+struct CheckoutButton::Impl {
+    std::shared_ptr<TandriCheckoutButton> button;
+    QPointer<ViewWidget> widget;
+    // The start as a tap asks for it: the closure the button hands once it can start, used once.
+    struct Start {
+        std::function<void()> launch;
+        std::function<void()> goOn;
+        bool launched = false;
+    };
+    std::shared_ptr<Start> start = std::make_shared<Start>();
+};
+
+CheckoutButton::CheckoutButton() : impl_(std::make_unique<Impl>()) {
+    impl_->button = TandriCheckoutButton::initWithFrame({0, 0, 380, 56});
+    impl_->widget = new ViewWidget(impl_->button, QSize(380, 56));
+    impl_->widget->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    impl_->widget->setCursor(Qt::PointingHandCursor);
+}
+
+CheckoutButton::~CheckoutButton() {
+    // A widget no layout took is ours; one a layout took goes with its parent.
+    if (impl_->widget && impl_->widget->parentWidget() == nullptr) delete impl_->widget.data();
+}
+
+QWidget* CheckoutButton::widget() const {
+    return impl_->widget;
+}
+
+void CheckoutButton::onCheckout(const Installation& installation, TandriProfile profile,
+                                TandriPurchaseInfo purchaseInfo, CheckoutCompletion completion) {
+    std::weak_ptr<Impl::Start> weak = impl_->start;
+    *impl_->start = {};
+    onCheckout(
+        installation, std::move(profile), std::move(purchaseInfo),
+        [weak](std::function<void()> closure) {
+            auto start = weak.lock();
+            if (!start) return;
+            if (!start->launched) {
+                start->launch = std::move(closure);
+            } else {
+                // Started: the page goes on at once, and the button is armed again.
+                start->launched = false;
+                start->launch = nullptr;
+                start->goOn = std::move(closure);
+                start->goOn();
+            }
+        },
+        [weak] {
+            auto start = weak.lock();
+            if (!start || !start->launch || start->launched) return;
+            start->launched = true;
+            start->launch();
+        },
+        std::move(completion));
+}
+
+void CheckoutButton::onCheckout(const Installation& installation, TandriProfile profile,
+                                TandriPurchaseInfo purchaseInfo, ReadyHandler onReady,
+                                std::function<void()> onButtonTapped,
+                                CheckoutCompletion completion) {
+    impl_->button->onCheckoutWithProfile(std::move(profile), std::move(purchaseInfo),
+                                         installation.screen(), std::move(onReady),
+                                         std::move(onButtonTapped), std::move(completion));
+}
+
+void CheckoutButton::setStyle(std::int64_t style) {
+    impl_->button->setStyle(style);
+}
+
+void CheckoutButton::setStandardStyle(bool standard) {
+    impl_->button->setStandardStyle(standard);
+}
+
+void CheckoutButton::setAccessibilityLabel(std::optional<std::string> label) {
+    impl_->button->setButtonAccessibility(label ? std::optional<Value>(Value(*label))
+                                                : std::nullopt);
+}
+
+std::optional<std::string> CheckoutButton::accessibilityLabel() const {
+    return impl_->button->accessibilityLabel();
+}
+
+}  // namespace tandri::qt
