@@ -11,7 +11,7 @@ packages=(
   nodejs openssl curl file dpkg-dev
   libwebkit2gtk-4.1-dev libsoup-3.0-dev xvfb xauth xdotool inotify-tools
   libwebkitgtk-6.0-dev libgtk-4-dev libadwaita-1-dev libxtst-dev
-  qt6-base-dev qt6-webengine-dev qt6-webchannel-dev
+  qt6-base-dev qt6-webengine-dev qt6-webchannel-dev x11-apps netpbm
 )
 if [ -n "${TANDRI_EXTRA_PACKAGES:-}" ]; then
   read -r -a extra <<<"$TANDRI_EXTRA_PACKAGES"
