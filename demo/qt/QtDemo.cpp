@@ -40,6 +40,7 @@ using namespace tandri;
 struct Options {
     std::string autoMode;
     bool manual = false;
+    bool hybrid = false;
     std::string screenshots;
     int timeoutSeconds = 120;
 };
@@ -53,13 +54,15 @@ Options parse(int argc, char** argv) {
             o.autoMode = next();
         } else if (arg == "--manual") {
             o.manual = true;
+        } else if (arg == "--hybrid") {
+            o.hybrid = true;
         } else if (arg == "--screenshots") {
             o.screenshots = next();
         } else if (arg == "--timeout") {
             o.timeoutSeconds = std::atoi(next().c_str());
         } else {
             std::fprintf(stderr,
-                         "usage: tandri-qt-demo [--manual] "
+                         "usage: tandri-qt-demo [--manual | --hybrid] "
                          "[--auto success|cancel|error|spinner-cancel] [--screenshots DIR] "
                          "[--timeout SECONDS]\n");
             std::exit(2);
@@ -103,7 +106,10 @@ int main(int argc, char** argv) {
 
     // The merchant's application, against the sandbox.
     shop::Settings settings;
-    settings.flow = options.manual ? shop::Flow::Manual : shop::Flow::Button;
+    settings.flow = options.hybrid   ? shop::Flow::Hybrid
+                    : options.manual ? shop::Flow::Manual
+                                     : shop::Flow::Button;
+    settings.merchantPageUrl = "https://" + sandbox.merchantHost + "/merchant";
     settings.network = {sandbox.proxy, sandbox.leaf, sandbox.hosts()};
     settings.checkoutHost = sandbox.checkoutHost;
     settings.checkoutDomain = sandbox.domain;
@@ -166,6 +172,8 @@ int main(int argc, char** argv) {
     auto lastCheckoutRead = std::chrono::steady_clock::now();
     bool spinnerClosed = false;
     bool finalShot = false;
+    bool reading = false;
+    auto lastRead = std::chrono::steady_clock::now();
     while (true) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
         QThread::msleep(2);
@@ -211,16 +219,36 @@ int main(int argc, char** argv) {
                                                     : screen == "loading"                  ? 0.1
                                                                                            : 0.4);
         if (!options.screenshots.empty() && settled && screen != lastShot &&
-            (shot == 0 || screen != "cart")) {
+            (shot == 0 || (screen != "cart" && screen != "merchant"))) {
             lastShot = screen;
             std::filesystem::create_directories(options.screenshots);
             char name[64];
             std::snprintf(name, sizeof name, "%02d-%s.png", ++shot, screen.c_str());
             store.checkout()->writeSnapshot(options.screenshots + "/" + name);
         }
+        // The hybrid page tells its outcome in its status line (the library hands the result to
+        // the page, not to the host).
+        if (options.hybrid && !done && !reading && since(lastRead) > 0.5) {
+            reading = true;
+            lastRead = std::chrono::steady_clock::now();
+            store.merchantPage()->page()->runJavaScript(
+                "document.getElementById('status') ? "
+                "document.getElementById('status').textContent : ''",
+                [&](const QVariant& value) {
+                    reading = false;
+                    if (done) return;
+                    const std::string line = value.toString().toStdString();
+                    Dictionary summary;
+                    summary.set("flow", Value("hybrid"));
+                    summary.set("text", Value(line));
+                    if (line.rfind("Paid with", 0) == 0) report("payment.success", summary);
+                    if (line.rfind("You cancelled", 0) == 0) report("payment.cancel", summary);
+                    if (line.rfind("Payment failed", 0) == 0) report("payment.error", summary);
+                });
+        }
         // A tap at the middle of what the person pays with, again every two seconds while the
         // cart stays (a tap before the button can start a checkout does nothing, as for a person).
-        if (!options.autoMode.empty() && !done && screen == "cart" && settled &&
+        if (!options.hybrid && !options.autoMode.empty() && !done && screen == "cart" && settled &&
             since(lastTap) > 2.0) {
             lastTap = std::chrono::steady_clock::now();
             QWidget* pay = store.payControl();

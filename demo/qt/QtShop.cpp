@@ -3,6 +3,7 @@
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QVBoxLayout>
+#include <QWebEngineSettings>
 #include <utility>
 
 namespace shop {
@@ -68,6 +69,19 @@ Shop::Shop(Settings settings) : window_(std::make_unique<QWidget>()) {
     purchase.setObject(tandri::Value(kTotal), tandri::kTotal);
     purchase.setObject(tandri::Value("USD"), tandri::kCurrency);
     auto done = [this](const tandri::TandriCheckoutResult& result) { showResult(result); };
+
+    if (settings.flow == Flow::Hybrid) {
+        // The shop's own page in its own web view (in the checkout's profile, so that it goes
+        // through the same network settings); the page opens the checkout window itself.
+        page_ = new QWebEngineView;
+        page_->setPage(new QWebEnginePage(checkout_->webProfile(), page_));
+        page_->page()->settings()->setAttribute(QWebEngineSettings::JavascriptCanOpenWindows, true);
+        tandri::qt::installPlugin(*checkout_, page_);
+        page_->load(QUrl(QString::fromStdString(settings.merchantPageUrl)));
+        list->hide();
+        content->insertWidget(0, page_, 1);
+        return;
+    }
 
     if (settings.flow == Flow::Manual) {
         // The shop's own button: it starts a checkout once the session is ready.

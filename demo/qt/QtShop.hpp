@@ -6,6 +6,7 @@
 
 #include <QLabel>
 #include <QPushButton>
+#include <QWebEngineView>
 #include <QWidget>
 #include <functional>
 #include <memory>
@@ -19,6 +20,7 @@ namespace shop {
 enum class Flow {
     Button,  // the checkout button among the shop's own widgets
     Manual,  // the shop's own "Pay" button starting a manual checkout session
+    Hybrid,  // the shop's own web page, talking to the checkout through the plugin
 };
 
 struct Settings {
@@ -28,6 +30,8 @@ struct Settings {
     tandri::qt::Network network;
     std::string checkoutHost;
     std::string checkoutDomain;
+    /// The shop's own page, for the hybrid flow.
+    std::string merchantPageUrl;
     tandri::qt::KeychainStore keychain = tandri::qt::KeychainStore::Automatic;
 };
 
@@ -42,6 +46,8 @@ class Shop {
     /// What the person taps to pay: the checkout button, or the shop's own button.
     QWidget* payControl() const;
     QLabel* resultLabel() const { return resultLabel_; }
+    /// The shop's own web view in the hybrid flow; none otherwise.
+    QWebEngineView* merchantPage() const { return page_; }
     const std::shared_ptr<tandri::qt::Installation>& checkout() const { return checkout_; }
     /// Told of every checkout's end, after the shop has shown it.
     std::function<void(const tandri::TandriCheckoutResult&)> onResult;
@@ -52,6 +58,7 @@ class Shop {
     std::unique_ptr<QWidget> window_;
     QLabel* resultLabel_ = nullptr;
     QPushButton* ownPay_ = nullptr;
+    QWebEngineView* page_ = nullptr;
     std::shared_ptr<tandri::qt::Installation> checkout_;
     std::unique_ptr<tandri::qt::CheckoutButton> button_;
     std::function<void()> startCheckout_;

@@ -23,6 +23,7 @@
 
 class QWidget;
 class QWebEngineProfile;
+class QWebEngineView;
 
 namespace tandri::qt {
 
@@ -92,6 +93,7 @@ class Installation {
     explicit Installation(std::unique_ptr<Impl> impl);
 
   private:
+    friend void installPlugin(const Installation&, QWebEngineView*, std::vector<std::string>);
     std::unique_ptr<Impl> impl_;
 };
 
@@ -141,5 +143,14 @@ class CheckoutButton {
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };
+
+/// The hybrid plugin on the host's own web view: its page talks to the library through
+/// window.webkit.messageHandlers.tandriMessage, and the checkout window the page opens becomes
+/// the checkout screen over the installation's window. Call before the view loads its page. The
+/// library takes the page's web channel (a page has one) and gives the page the installation's
+/// certificate trust. `trustedOrigins` ("https://pay.example") are frames inside the page,
+/// besides its main frame and the checkout's own, that may use the channel.
+void installPlugin(const Installation& installation, QWebEngineView* view,
+                   std::vector<std::string> trustedOrigins = {});
 
 }  // namespace tandri::qt

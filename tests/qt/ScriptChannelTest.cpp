@@ -228,5 +228,45 @@ TEST_F(ScriptChannelTest, WindowsComeWithHowThePageOpenedThem) {
     EXPECT_EQ(evaluate(*view, "String(opened.closed)"), "\"false\"");
 }
 
+// The hybrid host's own view: heard, frame by frame, while the library wraps it; once the
+// wrapper goes, the view is the merchant's alone again, its next documents without the channel.
+TEST_F(ScriptChannelTest, AMerchantsViewIsHeardWhileWrappedAndLeftAsItWasAfter) {
+    const std::string host = std::string(kTestScheme) + "://shop.example";
+    memory.pages = {{"/page",
+                     "<script>function say(id) { const c = window.webkit &&"
+                     " window.webkit.messageHandlers.tandriMessage;"
+                     " if (!c) return 'no channel'; c.postMessage({id: id}); return 'said'; }"
+                     "</script>"}};
+    QWebEngineView merchant;
+    merchant.setPage(new QWebEnginePage(factory->profile(), &merchant));
+    merchant.resize(320, 240);
+    merchant.show();
+    auto wrapper = factory->adopt(&merchant);
+    wrapper->configuration()->userContentController->addScriptMessageHandler(recorder,
+                                                                             "tandriMessage");
+    merchant.load(QUrl(QString::fromStdString(host + "/page")));
+    ASSERT_TRUE(
+        waitFor(*wrapper, "typeof say === 'function' && document.readyState === 'complete'"));
+    EXPECT_EQ(evaluate(*wrapper, "say('merchant')"), "\"said\"");
+    ASSERT_TRUE(spinUntil([&] { return recorder->messages.size() == 1; }));
+    EXPECT_EQ(recorder->lines(),
+              std::vector<std::string>{R"({"id":"merchant"} @ )" + host + "/page (main)"});
+    EXPECT_EQ(recorder->messages[0].webView.lock(), wrapper);
+
+    wrapper.reset();
+    EXPECT_EQ(merchant.page()->webChannel(), nullptr) << "the library's web channel came off";
+    merchant.load(QUrl(QString::fromStdString(host + "/page?again")));
+    auto run = [&](const QString& script) {
+        auto out = std::make_shared<std::optional<QString>>();
+        merchant.page()->runJavaScript(script, [out](const QVariant& v) { *out = v.toString(); });
+        spinUntil([&] { return out->has_value(); });
+        return out->value_or(QStringLiteral("timeout"));
+    };
+    ASSERT_TRUE(spinUntil(
+        [&] { return run("location.search + ' ' + document.readyState") == "?again complete"; }));
+    EXPECT_EQ(run("say('after')"), "no channel");
+    EXPECT_EQ(recorder->messages.size(), 1u);
+}
+
 }  // namespace
 }  // namespace tandri::qt

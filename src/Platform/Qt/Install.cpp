@@ -27,6 +27,7 @@
 #include "Platform/Qt/QtURLOpener.hpp"
 #include "Platform/Qt/QtWebView.hpp"
 #include "Platform/Qt/ViewWidget.hpp"
+#include "Public/Hybrid/TandriCheckoutPlugin.hpp"
 #include "Public/Native/TandriCheckoutButton.hpp"
 #include "tandri/qt.hpp"
 
@@ -57,6 +58,16 @@ bool usableApplicationId(const std::string& id) {
     return id.size() <= 255 && pattern.match(QString::fromStdString(id)).hasMatch();
 }
 
+/// A web view the hybrid host made, kept for as long as that view lives.
+struct AdoptedView : UIDelegate {
+    std::shared_ptr<QtWebView> wrapper;
+    std::shared_ptr<WebView> webViewCreateWebView(
+        WebView&, const std::shared_ptr<WebViewConfiguration>& configuration,
+        const NavigationAction& action) override {
+        return TandriCheckoutPlugin::finishSetupWithRequest(action.request, configuration);
+    }
+};
+
 /// The installation in force: one per process, as the web profile and the stores are.
 std::weak_ptr<Installation>& current() {
     static std::weak_ptr<Installation> installation;
@@ -70,11 +81,14 @@ struct Installation::Impl {
     std::shared_ptr<QtPresenter> presenter;
     std::string dataDirectory;
     bool keyring = false;
+    using Adopted = std::vector<std::shared_ptr<AdoptedView>>;
+    std::shared_ptr<Adopted> adopted = std::make_shared<Adopted>();
 };
 
 Installation::Installation(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 
 Installation::~Installation() {
+    impl_->adopted->clear();
     if (Platform::current().presenter == impl_->presenter) Platform::current().presenter.reset();
     impl_->presenter.reset();
 }
@@ -255,6 +269,29 @@ void CheckoutButton::setAccessibilityLabel(std::optional<std::string> label) {
 
 std::optional<std::string> CheckoutButton::accessibilityLabel() const {
     return impl_->button->accessibilityLabel();
+}
+
+// ---- the hybrid plugin ----
+
+void installPlugin(const Installation& installation, QWebEngineView* view,
+                   std::vector<std::string> trustedOrigins) {
+    if (view == nullptr) return;
+    auto& impl = *installation.impl_;
+    auto adopted = std::make_shared<AdoptedView>();
+    adopted->wrapper = impl.factory->adopt(view);
+    adopted->wrapper->setUIDelegate(adopted);
+    auto plugin = TandriCheckoutPlugin::main();
+    plugin->setTrustedOrigins(trustedOrigins);
+    TandriCheckoutPlugin::configure(*adopted->wrapper->configuration()->userContentController,
+                                    installation.screen());
+    impl.adopted->push_back(adopted);
+    // The host's view going away takes our side of it along (if the installation is still here).
+    std::weak_ptr<Installation::Impl::Adopted> list = impl.adopted;
+    QObject::connect(view, &QObject::destroyed, [list, raw = adopted.get()] {
+        if (auto held = list.lock()) {
+            std::erase_if(*held, [raw](const auto& a) { return a.get() == raw; });
+        }
+    });
 }
 
 }  // namespace tandri::qt

@@ -105,14 +105,12 @@ class InputFilter : public QObject {
     }
 };
 
-Page::Page(QWebEngineProfile* profile, std::shared_ptr<const CertificateTrust> trust)
-    : QWebEnginePage(profile) {
-    QPointer<Page> self(this);
-    ScriptChannel::install(this, kChannel, [self](const ChannelPost& post) {
-        if (self && self->view != nullptr) self->view->deliver(post);
-    });
-    QObject::connect(
-        this, &QWebEnginePage::certificateError,
+namespace {
+
+QMetaObject::Connection followTrust(QWebEnginePage* page,
+                                    std::shared_ptr<const CertificateTrust> trust) {
+    return QObject::connect(
+        page, &QWebEnginePage::certificateError,
         [trust = std::move(trust)](const QWebEngineCertificateError& error) {
             QWebEngineCertificateError decision = error;
             const auto chain = decision.certificateChain();
@@ -122,6 +120,20 @@ Page::Page(QWebEngineProfile* profile, std::shared_ptr<const CertificateTrust> t
                 decision.rejectCertificate();
             }
         });
+}
+
+void installChannel(QWebEnginePage* page, const std::shared_ptr<ViewSlot>& slot) {
+    ScriptChannel::install(page, kChannel, [slot](const ChannelPost& post) {
+        if (slot->view != nullptr) slot->view->deliver(post);
+    });
+}
+
+}  // namespace
+
+Page::Page(QWebEngineProfile* profile, std::shared_ptr<const CertificateTrust> trust)
+    : QWebEnginePage(profile) {
+    installChannel(this, slot);
+    followTrust(this, std::move(trust));
 }
 
 bool Page::acceptNavigationRequest(const QUrl& url, NavigationType type, bool isMainFrame) {
@@ -134,7 +146,7 @@ bool Page::acceptNavigationRequest(const QUrl& url, NavigationType type, bool is
     auto opener = std::static_pointer_cast<QtWebView>(asked.opener.lock());
     const bool adopted =
         opener && opener->adoptWindow(this, url, asked.scriptOpened ? NavigationTypeOther : type);
-    if (!adopted && self && self->view == nullptr) deleteLater();
+    if (!adopted && self && self->view() == nullptr) deleteLater();
     return adopted;
 }
 
@@ -145,7 +157,8 @@ QtWebView::QtWebView(QtWebViewFactory& factory, std::shared_ptr<WebViewConfigura
       configuration_(std::move(configuration)) {
     if (page == nullptr) page = new Page(profile_.get(), factory.trust_);
     page_ = page;
-    page->view = this;
+    slot_ = page->slot;
+    slot_->view = this;
     widget_ = new QWebEngineView;
     inputFilter_ = new InputFilter(widget_, this);
     widget_->installEventFilter(inputFilter_);
@@ -156,13 +169,38 @@ QtWebView::QtWebView(QtWebViewFactory& factory, std::shared_ptr<WebViewConfigura
     page->settings()->setAttribute(
         QWebEngineSettings::JavascriptCanOpenWindows,
         configuration_->preferences.javaScriptCanOpenWindowsAutomatically);
-    QObject::connect(page, &QWebEnginePage::loadingChanged, page,
-                     [this](const QWebEngineLoadingInfo& info) { onLoadingChanged(info); });
-    QObject::connect(page, &QWebEnginePage::newWindowRequested, page,
-                     [this](QWebEngineNewWindowRequest& request) { onNewWindow(request); });
-    QObject::connect(page, &QWebEnginePage::windowCloseRequested, page, [this] {
-        if (auto delegate = uiDelegate()) delegate->webViewDidClose(*this);
-    });
+    follow(page);
+}
+
+QtWebView::QtWebView(QtWebViewFactory& factory, std::shared_ptr<WebViewConfiguration> configuration,
+                     QWebEngineView* merchantView, Adopted)
+    : factory_(factory),
+      profile_(factory.sharedProfile()),
+      configuration_(std::move(configuration)),
+      adopted_(true) {
+    // References, not ownership: the merchant's view stays where the merchant put it.
+    widget_ = merchantView;
+    page_ = merchantView->page();
+    slot_ = std::make_shared<ViewSlot>();
+    slot_->view = this;
+    installChannel(page_, slot_);
+    connections_.push_back(followTrust(page_, factory.trust_));
+    configuration_->preferences.javaScriptCanOpenWindowsAutomatically =
+        page_->settings()->testAttribute(QWebEngineSettings::JavascriptCanOpenWindows);
+    follow(page_);
+}
+
+void QtWebView::follow(QWebEnginePage* page) {
+    connections_.push_back(
+        QObject::connect(page, &QWebEnginePage::loadingChanged, page,
+                         [this](const QWebEngineLoadingInfo& info) { onLoadingChanged(info); }));
+    connections_.push_back(
+        QObject::connect(page, &QWebEnginePage::newWindowRequested, page,
+                         [this](QWebEngineNewWindowRequest& request) { onNewWindow(request); }));
+    connections_.push_back(
+        QObject::connect(page, &QWebEnginePage::windowCloseRequested, page, [this] {
+            if (auto delegate = uiDelegate()) delegate->webViewDidClose(*this);
+        }));
 }
 
 QtWebView::~QtWebView() {
@@ -172,9 +210,16 @@ QtWebView::~QtWebView() {
     // The engine may be inside one of the page's own calls (a window being adopted): the page
     // and its widget go once it has returned, and hear nothing of this view meanwhile.
     if (inputFilter_) static_cast<InputFilter*>(inputFilter_.data())->view_ = nullptr;
-    if (page_) {
-        page_->view = nullptr;
-        QObject::disconnect(page_, nullptr, nullptr, nullptr);
+    slot_->view = nullptr;
+    for (const auto& connection : connections_) QObject::disconnect(connection);
+    if (adopted_) {
+        // The merchant's page goes on without the library: its scripts and channel come off.
+        if (page_) {
+            ScriptChannel::uninstall(page_);
+            if (interceptor_ != nullptr) page_->setUrlRequestInterceptor(nullptr);
+            delete interceptor_;
+        }
+        return;
     }
     if (widget_) {
         widget_->hide();
@@ -240,6 +285,10 @@ std::optional<std::string> QtWebView::url() const {
 void QtWebView::setCustomUserAgent(std::optional<std::string> userAgent) {
     customUserAgent_ = std::move(userAgent);
     if (!page_) return;
+    if (interceptor_ == nullptr) {
+        interceptor_ = new UserAgentInterceptor(page_);
+        page_->setUrlRequestInterceptor(interceptor_);
+    }
     interceptor_->agent =
         customUserAgent_ ? QByteArray::fromStdString(*customUserAgent_) : QByteArray();
     // Requests carry the agent from the interceptor; scripts read it from navigator, which the
@@ -420,7 +469,8 @@ void QtWebView::onNewWindow(QWebEngineNewWindowRequest& request) {
     if (url.isEmpty() || url.toString() == QLatin1String("about:blank")) {
         // No navigation follows: the window is the script's, decided now.
         page->opening.reset();
-        if (!adoptWindow(page, url, QWebEnginePage::NavigationTypeOther) && page->view == nullptr) {
+        if (!adoptWindow(page, url, QWebEnginePage::NavigationTypeOther) &&
+            page->view() == nullptr) {
             page->deleteLater();
         }
     }
@@ -482,6 +532,12 @@ QtWebViewFactory::QtWebViewFactory(NetworkSettings settings, std::string dataDir
 }
 
 QtWebViewFactory::~QtWebViewFactory() = default;
+
+std::shared_ptr<QtWebView> QtWebViewFactory::adopt(QWebEngineView* merchantView) {
+    if (merchantView == nullptr) return nullptr;
+    return std::make_shared<QtWebView>(*this, makeConfiguration(), merchantView,
+                                       QtWebView::Adopted{});
+}
 
 std::shared_ptr<WebViewConfiguration> QtWebViewFactory::makeConfiguration() {
     auto configuration = std::make_shared<WebViewConfiguration>();

@@ -41,11 +41,18 @@ struct CertificateTrust {
     bool trusts(const QUrl& url, const QByteArray& leafCertificateDer) const;
 };
 
+// Which view a page's channel delivers to: none once the view has gone (the page may outlive it
+// a little, or, a merchant's, for good).
+struct ViewSlot {
+    QtWebView* view = nullptr;
+};
+
 // A page of ours: knows its view, answers the engine's questions through it.
 class Page : public QWebEnginePage {
   public:
     Page(QWebEngineProfile* profile, std::shared_ptr<const CertificateTrust> trust);
-    QtWebView* view = nullptr;
+    QtWebView* view() const { return slot->view; }
+    std::shared_ptr<ViewSlot> slot = std::make_shared<ViewSlot>();
     /// Set on a page made for a window another page asked for, until its first navigation says
     /// how the window was opened.
     struct Opening {
@@ -64,6 +71,10 @@ class QtWebView : public WebView {
     /// a new one.
     QtWebView(QtWebViewFactory& factory, std::shared_ptr<WebViewConfiguration> configuration,
               Page* page);
+    /// Wraps a view the merchant made (see QtWebViewFactory::adopt).
+    struct Adopted {};
+    QtWebView(QtWebViewFactory& factory, std::shared_ptr<WebViewConfiguration> configuration,
+              QWebEngineView* merchantView, Adopted);
     ~QtWebView() override;
 
     const std::shared_ptr<WebViewConfiguration>& configuration() const override {
@@ -81,15 +92,18 @@ class QtWebView : public WebView {
                                     const std::optional<std::string>& baseURL) override;
     NavigationHandle reload() override;
 
-    /// The widget, for placing it in a window. It belongs to this view: it goes when the view
-    /// goes, wherever the host put it.
+    /// The widget, for placing it in a window. It belongs to this view (unless adopted): it goes
+    /// when the view goes, wherever the host put it.
     QWebEngineView* widget() const { return widget_; }
     QWebEnginePage* page() const { return page_; }
+
+    /// Hands a post of the page's channel to the configuration's content controller.
+    void deliver(const ChannelPost& post);
 
   private:
     friend class Page;
     NavigationHandle begin();
-    void deliver(const ChannelPost& post);
+    void follow(QWebEnginePage* page);
     void onLoadingChanged(const QWebEngineLoadingInfo& info);
     void onNewWindow(QWebEngineNewWindowRequest& request);
     /// Asks the UI delegate for a view for the window `page` was opened in; false when it gives
@@ -102,7 +116,10 @@ class QtWebView : public WebView {
     std::shared_ptr<QWebEngineProfile> profile_;  // outlives the page
     std::shared_ptr<WebViewConfiguration> configuration_;
     QPointer<QWebEngineView> widget_;
-    QPointer<Page> page_;
+    QPointer<QWebEnginePage> page_;
+    bool adopted_ = false;  // the merchant's view and page: only followed, never destroyed
+    std::shared_ptr<ViewSlot> slot_;
+    std::vector<QMetaObject::Connection> connections_;
     UserAgentInterceptor* interceptor_ = nullptr;  // owned by the page
     QPointer<QObject> inputFilter_;                // owned by the widget
     std::optional<std::string> customUserAgent_;
@@ -122,6 +139,15 @@ class QtWebViewFactory : public WebViewFactory {
     std::shared_ptr<WebView> makeWebView(
         std::shared_ptr<WebViewConfiguration> configuration) override;
     using WebViewFactory::makeWebView;
+
+    /// Wraps a view the merchant made itself, for the hybrid plugin: a configuration of its own
+    /// whose content controller hears the view's pages on the script channel, each post labelled
+    /// with its frame; its new windows go to the wrapper's UI delegate. Adopt before the view
+    /// loads its page (the channel's scripts start with the next document). The merchant's page
+    /// gets the factory's certificate trust, and its web channel is the library's from then on
+    /// (a page has one). Dropping the wrapper takes the library's scripts, channel and signals
+    /// off the page and leaves the view to the merchant.
+    std::shared_ptr<QtWebView> adopt(QWebEngineView* merchantView);
 
     QWebEngineProfile* profile() const { return profile_.get(); }
     const std::shared_ptr<QWebEngineProfile>& sharedProfile() const { return profile_; }

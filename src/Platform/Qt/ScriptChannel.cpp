@@ -190,6 +190,18 @@ void ScriptChannel::install(QWebEnginePage* page, const std::string& channel, Re
     page->setWebChannel(webChannel, kWorld);
 }
 
+void ScriptChannel::uninstall(QWebEnginePage* page) {
+    for (const char* name : {"tandri-channel-page", "tandri-channel"}) {
+        for (const QWebEngineScript& s : page->scripts().find(QString::fromLatin1(name))) {
+            page->scripts().remove(s);
+        }
+    }
+    if (QWebChannel* channel = page->webChannel()) {
+        page->setWebChannel(nullptr, kWorld);
+        channel->deleteLater();
+    }
+}
+
 void ScriptChannel::post(const QString& text) {
     auto message = json::parse(text.toStdString());
     if (!message || !message->isDictionary()) return;

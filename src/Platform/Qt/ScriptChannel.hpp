@@ -51,6 +51,8 @@ class ScriptChannel : public QObject {
     /// its posts to `receiver` until the page goes. The page's script collection must not be
     /// cleared afterwards.
     static void install(QWebEnginePage* page, const std::string& channel, Receiver receiver);
+    /// Takes the channel off `page` again: its documents from the next one on have none.
+    static void uninstall(QWebEnginePage* page);
 
     /// Runs `script` in the page's top document if it is still `document` (a post's
     /// `topDocument`). The callback (may be empty) hears whether it ran, and its value.
