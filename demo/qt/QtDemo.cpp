@@ -187,6 +187,11 @@ int main(int argc, char** argv) {
                                    : top->isLoadingSpinner() ? "loading"
                                                              : "checkout";
         if (screen != lastScreen) {
+            // From the tap that started the checkout to its screen on top, its page loaded.
+            if (screen == "checkout" && !sawCheckout && !options.hybrid) {
+                std::fprintf(stderr, "tandri-qt-demo: tap to checkout shown %.0f ms\n",
+                             since(lastTap) * 1000);
+            }
             lastScreen = screen;
             settledSince = std::chrono::steady_clock::now();
         }
