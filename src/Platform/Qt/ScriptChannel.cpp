@@ -74,12 +74,14 @@ constexpr const char* kPageWorld = R"JS(
       } catch (e) {}
     };
     document.addEventListener(IDENTITY_EVENT, identify, true);
+    // Our world may have run first: it hands the identity over again when asked.
+    document.dispatchEvent(new CustomEvent(IDENTITY_EVENT + '?'));
   }
 })
 )JS";
 
-// Our world, top frame only, at document creation, after kPageWorld. QWebChannel (qwebchannel.js)
-// and qt.webChannelTransport exist in this world alone.
+// Our world, top frame only, at document creation. QWebChannel (qwebchannel.js) and
+// qt.webChannelTransport exist in this world alone.
 constexpr const char* kListener = R"JS(
 (function (KEY, IDENTITY_EVENT, SINK) {
   'use strict';
@@ -92,7 +94,13 @@ constexpr const char* kListener = R"JS(
   crypto.getRandomValues(bytes);
   var identity = '';
   for (var i = 0; i < bytes.length; ++i) identity += (bytes[i] + 256).toString(16).slice(1);
-  document.dispatchEvent(new CustomEvent(IDENTITY_EVENT, {detail: identity}));
+  // To the page's world, whose script runs before or after this one (the engine keeps no
+  // order between worlds for certain): now, and once more if it asks after.
+  var tell = function () {
+    document.dispatchEvent(new CustomEvent(IDENTITY_EVENT, {detail: identity}));
+  };
+  document.addEventListener(IDENTITY_EVENT + '?', tell, true);
+  tell();
 
   var queue = [];
   var sink = null;
@@ -180,7 +188,7 @@ void ScriptChannel::install(QWebEnginePage* page, const std::string& channel, Re
                                   ");";
     const std::string listener = webChannelLibrary().toStdString() + "\n" + kListener + "(" + key +
                                  ", " + quoted(kIdentityEvent) + ", " + quoted(kSinkName) + ");";
-    // In this order: the page's world listens for the identity our world then hands it.
+    // Either may run first: the page's world takes the identity our world hands it, or asks.
     page->scripts().insert(script(QStringLiteral("tandri-channel-page"), pageWorld,
                                   QWebEngineScript::MainWorld, true));
     page->scripts().insert(script(QStringLiteral("tandri-channel"), listener, kWorld, false));
