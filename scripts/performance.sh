@@ -4,7 +4,9 @@
 # Environment: N (round trips, default 5000), RUNS (demo start-ups and timeline processes,
 # default 5), TAPS (checkouts per timeline process, default 6), BUILD (the Release build tree,
 # default build/perf), TIMELINE_ONLY=1 (only the tap-to-checkout section and its plot),
-# TOOLKITS_ONLY=1 (only GTK 3 and GTK 4 side by side).
+# TOOLKITS_ONLY=1 (only GTK 3 and GTK 4 side by side), CHROMIUM_ONLY=1 (only the Qt WebEngine
+# platform's round trips and tap to checkout, from its own build tree BUILD_QT, default
+# build/perf-qt).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 N="${N:-5000}"
@@ -14,6 +16,43 @@ TANDRI_EXTRA_PACKAGES="time python3 binutils" bash scripts/install-deps.sh
 
 build="${BUILD:-build/perf}"
 out=$build/results
+
+# Chromium (Qt WebEngine): the library's round trip over the engine's bare web-channel echo,
+# three times, and tap to checkout in the Qt demo, each from a process of its own.
+chromium() {
+  local qt="${BUILD_QT:-build/perf-qt}"
+  cmake -S . -B "$qt" -G Ninja -DCMAKE_BUILD_TYPE=Release -DTANDRI_QT=ON -DTANDRI_BENCH=OFF \
+    >/dev/null
+  cmake --build "$qt" -j "${JOBS:-2}" --target qt_library_round_trip tandri-qt-demo
+  # Chromium's sandbox cannot start as root (docs/security.md).
+  if [ "$(id -u)" = 0 ]; then export QTWEBENGINE_DISABLE_SANDBOX=1; fi
+  export QTWEBENGINE_CHROMIUM_FLAGS="--disable-gpu --disable-background-networking --disable-component-update"
+  echo "== Chromium: round trips ($N each), tap to checkout"
+  : >"$out/round-trip-qt.txt"
+  for round in 1 2 3; do
+    scripts/with-display.sh "$qt/src/Platform/Qt/qt_library_round_trip" "$N" \
+      --json "$out/round-trip-qt-$round.json" | grep "^ratio" | sed "s/^/qt /" |
+      tee -a "$out/round-trip-qt.txt"
+  done
+  : >"$out/timeline-qt.txt"
+  local data
+  data="$(realpath -m "$out/qt-demo-data")"
+  for run in $(seq "$RUNS"); do
+    rm -rf "$data"
+    # A run that does not pay is said, and counts for nothing.
+    XDG_DATA_HOME="$data" scripts/with-display.sh "$qt/src/Platform/Qt/tandri-qt-demo" \
+      --auto success --timeout 120 >/dev/null 2>"$out/qt-demo.err" || echo "qt demo run $run failed"
+    sed -n 's/.*tap to checkout shown \([0-9]*\) ms.*/\1/p' "$out/qt-demo.err" |
+      tee -a "$out/timeline-qt.txt"
+  done
+  python3 scripts/write-performance-page.py "$out" docs/performance.md --chromium
+}
+if [ "${CHROMIUM_ONLY:-0}" = 1 ]; then
+  mkdir -p "$out"
+  chromium
+  exit 0
+fi
+
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DTANDRI_GTK=ON -DTANDRI_GTK4=ON \
   -DTANDRI_BENCH=ON >/dev/null
 cmake --build "$build" -j "${JOBS:-2}"
@@ -47,6 +86,7 @@ if [ "${TOOLKITS_ONLY:-0}" = 1 ]; then
   toolkits
   exit 0
 fi
+
 
 if [ "${TIMELINE_ONLY:-0}" != 1 ]; then
 echo "== round trips in a real WebKit view ($N each)"
@@ -117,4 +157,5 @@ cat "$out/memory.txt"
 
 TIMELINE_BUILD="$build" python3 scripts/write-performance-page.py "$out" docs/performance.md
 toolkits
+chromium
 echo "== docs/performance.md written"
