@@ -3,14 +3,18 @@
 // and an autopilot (this file) that drives it like a person and checks what a person would see.
 // The autopilot may look inside the library; the shop may not.
 //
-//   tandri-qt-demo [--manual] [--auto success|cancel|error|spinner-cancel]
-//                  [--screenshots DIR] [--timeout SECONDS]
+//   tandri-qt-demo [--manual | --hybrid]
+//                  [--auto success|cancel|error|spinner-cancel|cached-button]
+//                  [--button-status N] [--screenshots DIR] [--timeout SECONDS]
 //
 // --manual puts the merchant's own "Pay" control in place of the checkout button and starts a
 // manual checkout session from it. With --auto it taps the button itself, the checkout page
 // picks a card and pays (or cancels, or fails), and the result is printed as one JSON line; the
 // exit status is 0 when the checkout ended as asked. "spinner-cancel" meets a slow checkout and
-// closes the loading screen as a person would. With --screenshots each screen (cart, loading,
+// closes the loading screen as a person would; "cached-button" checks out nothing and reports
+// whether the button shows the page saved by an earlier run (with --button-status 404 the live
+// page fails). The store lives under $XDG_DATA_HOME/com.example.SandboxStore, so a second run is
+// a restart. With --screenshots each screen (cart, loading,
 // checkout, result) is saved as a PNG.
 
 #include <unistd.h>
@@ -28,7 +32,10 @@
 #include "Core/Views/ViewController.hpp"
 #include "Platform/Linux/PersistentStorage.hpp"
 #include "Platform/Qt/QtPresenter.hpp"
+#include "Platform/Qt/QtWebView.hpp"
 #include "Platform/Qt/ViewWidget.hpp"
+#include "Public/Native/TandriCheckoutButton.hpp"
+#include "Public/Native/TandriCheckoutSDK.hpp"
 #include "QtShop.hpp"
 #include "SandboxServer.hpp"
 #include "tandri/Json.hpp"
@@ -43,6 +50,7 @@ struct Options {
     bool hybrid = false;
     std::string screenshots;
     int timeoutSeconds = 120;
+    int buttonStatus = 200;
 };
 
 Options parse(int argc, char** argv) {
@@ -60,6 +68,8 @@ Options parse(int argc, char** argv) {
             o.screenshots = next();
         } else if (arg == "--timeout") {
             o.timeoutSeconds = std::atoi(next().c_str());
+        } else if (arg == "--button-status") {
+            o.buttonStatus = std::atoi(next().c_str());
         } else {
             std::fprintf(stderr,
                          "usage: tandri-qt-demo [--manual | --hybrid] "
@@ -68,9 +78,11 @@ Options parse(int argc, char** argv) {
             std::exit(2);
         }
     }
-    static const char* const modes[] = {"", "success", "cancel", "error", "spinner-cancel"};
-    if (std::find(std::begin(modes), std::end(modes), o.autoMode) == std::end(modes)) {
-        std::fprintf(stderr, "tandri-qt-demo: unknown --auto mode\n");
+    static const char* const modes[] = {"",      "success",        "cancel",
+                                        "error", "spinner-cancel", "cached-button"};
+    if (std::find(std::begin(modes), std::end(modes), o.autoMode) == std::end(modes) ||
+        o.buttonStatus < 200 || o.buttonStatus > 599) {
+        std::fprintf(stderr, "tandri-qt-demo: unknown --auto mode or bad --button-status\n");
         std::exit(2);
     }
     return o;
@@ -99,7 +111,9 @@ int main(int argc, char** argv) {
     char work[] = "/tmp/tandri-qt-demo-XXXXXX";
     if (mkdtemp(work) == nullptr) return 1;
     demo::SandboxServer sandbox;
-    if (!sandbox.start(TANDRI_SOURCE_DIR, work, options.autoMode)) {
+    if (!sandbox.start(TANDRI_SOURCE_DIR, work,
+                       options.autoMode == "cached-button" ? "" : options.autoMode,
+                       options.buttonStatus)) {
         std::fprintf(stderr, "the sandbox checkout server did not start (is node installed?)\n");
         return 1;
     }
@@ -136,6 +150,12 @@ int main(int argc, char** argv) {
     bool sawCheckout = false;
     auto report = [&](const std::string& status, Dictionary summary) {
         summary.set("status", Value(status));
+        if (options.autoMode == "cached-button") {
+            std::printf("%s\n", json::write(Value(summary))->c_str());
+            std::fflush(stdout);
+            done = true;
+            return;
+        }
         summary.set("checkoutShown", Value(sawCheckout));
         summary.set("rememberedUser", rememberedUser ? Value(*rememberedUser) : Value());
         summary.set("engine", Value("qt"));
@@ -174,12 +194,18 @@ int main(int argc, char** argv) {
     bool finalShot = false;
     bool reading = false;
     auto lastRead = std::chrono::steady_clock::now();
+    bool checkingSaved = false;
+    std::optional<Dictionary> lastSavedCheck;
     while (true) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
         QThread::msleep(2);
         if (since(start) > options.timeoutSeconds) {
             std::fprintf(stderr, "tandri-qt-demo: no result within %d s (on the %s screen)\n",
                          options.timeoutSeconds, lastScreen.c_str());
+            if (lastSavedCheck) {
+                report("cached-button", *lastSavedCheck);
+                exitStatus = 3;
+            }
             break;
         }
         auto top = presenter->topViewController();
@@ -231,6 +257,57 @@ int main(int argc, char** argv) {
             std::snprintf(name, sizeof name, "%02d-%s.png", ++shot, screen.c_str());
             store.checkout()->writeSnapshot(options.screenshots + "/" + name);
         }
+        // After a restart: is the page saved by the last run what the button shows, over a live
+        // page that failed?
+        if (options.autoMode == "cached-button" && !done && !checkingSaved && screen == "cart" &&
+            since(settledSince) > 1.5) {
+            auto* pay = dynamic_cast<qt::ViewWidget*>(store.payControl());
+            auto button =
+                pay ? std::dynamic_pointer_cast<TandriCheckoutButton>(pay->root()) : nullptr;
+            auto saved =
+                std::dynamic_pointer_cast<qt::QtWebView>(SDKSettings::cachedWebviewIfMade());
+            auto shownInside = [pay](QWidget* page) {
+                if (page == nullptr || !page->isVisible() || pay == nullptr) return false;
+                const QPoint middle = page->mapTo(pay, page->rect().center());
+                return pay->rect().contains(middle);
+            };
+            const bool savedShown = saved && shownInside(saved->widget()) &&
+                                    SDKSettings::cachedWebviewHost()->superview() != nullptr;
+            const bool liveShown = button && button->liveWebViewHost &&
+                                   !button->liveWebViewHost->isHidden() &&
+                                   button->liveWebViewHost->superview() != nullptr;
+            if (saved) {
+                checkingSaved = true;
+                // What a person sees: the colour the saved page paints at its left, halfway down.
+                const QImage picture = saved->widget()->grab().toImage();
+                const QColor middle =
+                    picture.isNull() ? QColor() : picture.pixelColor(12, picture.height() / 2);
+                saved->evaluateJavaScript(
+                    "document.body?document.body.innerText.trim():''",
+                    [&, savedShown, liveShown, middle](const std::optional<Value>& text,
+                                                       const std::optional<std::string>&) {
+                        const std::string shown = text && text->isString() ? text->asString() : "";
+                        const bool painted =
+                            middle.isValid() &&
+                            middle.red() + middle.green() + middle.blue() < 3 * 0xd0;
+                        Dictionary summary;
+                        summary.set("savedPageShown", Value(savedShown));
+                        summary.set("livePageShown", Value(liveShown));
+                        summary.set("savedPageText", Value(shown));
+                        summary.set("buttonColor", middle.isValid()
+                                                       ? Value(middle.name().toStdString())
+                                                       : Value());
+                        checkingSaved = false;
+                        settledSince = std::chrono::steady_clock::now();
+                        lastSavedCheck = summary;
+                        // The saved page paints in its own time: look again until it shows.
+                        if (savedShown && !liveShown && !shown.empty() && painted) {
+                            report("cached-button", summary);
+                            exitStatus = 0;
+                        }
+                    });
+            }
+        }
         // The hybrid page tells its outcome in its status line (the library hands the result to
         // the page, not to the host).
         if (options.hybrid && !done && !reading && since(lastRead) > 0.5) {
@@ -253,8 +330,8 @@ int main(int argc, char** argv) {
         }
         // A tap at the middle of what the person pays with, again every two seconds while the
         // cart stays (a tap before the button can start a checkout does nothing, as for a person).
-        if (!options.hybrid && !options.autoMode.empty() && !done && screen == "cart" && settled &&
-            since(lastTap) > 2.0) {
+        if (!options.hybrid && !options.autoMode.empty() && options.autoMode != "cached-button" &&
+            !done && screen == "cart" && settled && since(lastTap) > 2.0) {
             lastTap = std::chrono::steady_clock::now();
             QWidget* pay = store.payControl();
             if (options.manual) {
