@@ -268,5 +268,35 @@ TEST_F(ScriptChannelTest, AMerchantsViewIsHeardWhileWrappedAndLeftAsItWasAfter) 
     EXPECT_EQ(recorder->messages.size(), 1u);
 }
 
+// A foreign frame inside a maker's page cannot reach the page's channel function, and what it
+// posts to the page in the channel's form is labelled with its own origin.
+TEST_F(ScriptChannelTest, AForeignFrameCannotSpeakThroughItsParent) {
+    memory.pages = {
+        {"/top", "<iframe src='" + std::string(kTestScheme) + "://evil.example/frame'></iframe>"},
+        {"/frame",
+         "<script>const KEY = " + kKey +
+             ";"
+             "let tried;"
+             "try { parent.webkit.messageHandlers.tandriMessage.postMessage({id: 'as-parent'});"
+             "  tried = 'reached'; } catch (e) { tried = e.name; }"
+             "const e = {}; e[KEY] = {id: 'by-hand'}; parent.postMessage(e, '*');"
+             "window.webkit.messageHandlers.tandriMessage.postMessage({id: tried});"
+             "</script>"},
+    };
+    const std::string host = std::string(kTestScheme) + "://maker.example";
+    auto view = recordedView();
+    view->loadRequest(get(host + "/top"));
+    ASSERT_TRUE(spinUntil([&] { return recorder->messages.size() >= 2; }));
+    ASSERT_TRUE(waitFor(*view, "document.readyState === 'complete'"));
+    evaluate(*view, "window.webkit.messageHandlers.tandriMessage.postMessage({id: 'last'}), 1");
+    ASSERT_TRUE(spinUntil([&] { return recorder->messages.size() >= 3; }));
+    const std::string sub = " (sub) top=" + host + "/top";
+    EXPECT_EQ(
+        recorder->lines(),
+        (std::vector<std::string>{R"({"id":"by-hand"} @ tandri-test://evil.example/)" + sub,
+                                  R"({"id":"SecurityError"} @ tandri-test://evil.example/)" + sub,
+                                  R"({"id":"last"} @ )" + host + "/top (main)"}));
+}
+
 }  // namespace
 }  // namespace tandri::qt
