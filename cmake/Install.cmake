@@ -6,6 +6,8 @@
 #   gtk_dev      libtandri-gtk-dev   its .so link (or archive), CMake targets and tandri-gtk.pc
 #   gtk4         libtandri-gtk4-1    libtandri-gtk4.so.1 (GTK 4, WebKitGTK 6.0) and its module
 #   gtk4_dev     libtandri-gtk4-dev  its .so link (or archive), CMake targets and tandri-gtk4.pc
+#   qt           libtandri-qt1       libtandri-qt.so.1 (Qt 6 WebEngine; installed by its own folder)
+#   qt_dev       libtandri-qt-dev    its .so link, CMake targets and tandri-qt.pc
 # A GTK 4 application thus never pulls in GTK 3, nor a GTK 3 one GTK 4. Static archives go with
 # the development components. Only the public headers are installed; the simulated platform and
 # the scenario runner are for the build tree's tests only.
@@ -44,6 +46,10 @@ if(TANDRI_GTK4)
   tandri_install_platform(tandri_gtk4 tandri_webext6 ${TANDRI_WEB_PROCESS_EXTENSIONS_SUBDIR} gtk4
     tandriGtk4Targets)
   list(APPEND TANDRI_CONFIG_COMPONENTS gtk4)
+endif()
+# The Qt platform installs itself (src/Platform/Qt), as a shared library only.
+if(TANDRI_QT AND TANDRI_SHARED)
+  list(APPEND TANDRI_CONFIG_COMPONENTS qt)
 endif()
 
 # The CMake package: find_package(tandri 1.0 REQUIRED COMPONENTS gtk) (or gtk4).
@@ -131,7 +137,8 @@ if(NOT TANDRI_SHARED)
   string(APPEND TANDRI_DEV_DEPENDS ", libsimdjson-dev, liburiparser-dev, libplist-dev, libb64-dev")
 endif()
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${TANDRI_DEV_DEPENDS}, pkg-config | pkgconf")
-# A toolkit's two packages: COMPONENT (the library and its module) and COMPONENT_dev.
+# A toolkit's two packages: COMPONENT (the library, and its web-process module where the engine
+# has one) and COMPONENT_dev.
 macro(tandri_platform_packages component package devPackage toolkit devDepends)
   string(TOUPPER ${component} _up)
   list(APPEND CPACK_COMPONENTS_ALL ${component} ${component}_dev)
@@ -139,8 +146,7 @@ macro(tandri_platform_packages component package devPackage toolkit devDepends)
   set(CPACK_DEBIAN_${_up}_PACKAGE_SECTION libs)
   set(CPACK_DEBIAN_${_up}_PACKAGE_DEPENDS "${TANDRI_CORE_PACKAGE} ${TANDRI_EXACT}")
   set(CPACK_DEBIAN_${_up}_DESCRIPTION "Shared library for ${toolkit} applications: the checkout
-over the application's window, the button as a widget, the hybrid plugin on its web view, with
-the web engine's module for the script channel.")
+over the application's window, the button as a widget, the hybrid plugin on its web view.")
   set(CPACK_DEBIAN_${_up}_DEV_PACKAGE_NAME ${devPackage})
   set(CPACK_DEBIAN_${_up}_DEV_PACKAGE_SECTION libdevel)
   set(CPACK_DEBIAN_${_up}_DEV_PACKAGE_SHLIBDEPS OFF)
@@ -159,5 +165,9 @@ endif()
 if(TANDRI_GTK4)
   tandri_platform_packages(gtk4 libtandri-gtk4-${PROJECT_VERSION_MAJOR} libtandri-gtk4-dev
     "GTK 4 (WebKitGTK 6.0)" "libwebkitgtk-6.0-dev, libgtk-4-dev, libsoup-3.0-dev")
+endif()
+if(TANDRI_QT AND TANDRI_SHARED)
+  tandri_platform_packages(qt libtandri-qt${PROJECT_VERSION_MAJOR} libtandri-qt-dev
+    "Qt 6 (Qt WebEngine)" "qt6-base-dev, qt6-webengine-dev")
 endif()
 include(CPack)

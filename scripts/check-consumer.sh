@@ -4,7 +4,8 @@
 # tandri-gtk4), runs both and checks what they print: the library's version, and that the
 # installed platform library finds its web-process module beside itself. Then the merchant
 # example for the toolkit (examples/gtk-shop, examples/gtk4-shop), built both ways, pays against
-# the sandbox checkout. Each toolkit whose pkg-config file is installed is checked.
+# the sandbox checkout; the Qt example (examples/qt-shop) likewise. Each toolkit whose pkg-config
+# file is installed is checked.
 #   scripts/check-consumer.sh WORK_DIR [PREFIX]     (no PREFIX: the system's installation)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -75,8 +76,24 @@ for toolkit in gtk gtk4; do
   # shellcheck disable=SC2046
   c++ -std=c++20 "$example/main.cpp" -o "$work/$toolkit-shop-pc" \
     $(pkg-config --cflags --libs "$pc" $extra) "${rpath[@]}"
-  bash scripts/run-gtk-shop.sh "$work/$toolkit-shop/$toolkit-shop"
-  bash scripts/run-gtk-shop.sh "$work/$toolkit-shop-pc"
+  bash scripts/run-shop.sh "$work/$toolkit-shop/$toolkit-shop"
+  bash scripts/run-shop.sh "$work/$toolkit-shop-pc"
   echo "-- the installed $pc: version $version, web-process module in $expectedDir"
 done
-[ "$checked" -gt 0 ] || { echo "check-consumer: no tandri-gtk or tandri-gtk4 installed"; exit 1; }
+# The Qt platform: the Qt example, built both ways, each paying once.
+if pkg-config --exists tandri-qt; then
+  checked=$((checked + 1))
+  libdir="$(realpath "$(pkg-config --variable=libdir tandri-qt)")"
+  rpath=()
+  [ -n "$prefix" ] && rpath=(-Wl,-rpath,"$libdir")
+  echo "-- examples/qt-shop"
+  cmake -S examples/qt-shop -B "$work/qt-shop" -G Ninja ${prefix:+-DCMAKE_PREFIX_PATH="$prefix"} \
+    >/dev/null
+  cmake --build "$work/qt-shop" >/dev/null
+  # shellcheck disable=SC2046
+  c++ -std=c++20 examples/qt-shop/main.cpp -o "$work/qt-shop-pc" \
+    $(pkg-config --cflags --libs tandri-qt) "${rpath[@]}"
+  bash scripts/run-shop.sh "$work/qt-shop/qt-shop"
+  bash scripts/run-shop.sh "$work/qt-shop-pc"
+fi
+[ "$checked" -gt 0 ] || { echo "check-consumer: no tandri-gtk, tandri-gtk4 or tandri-qt installed"; exit 1; }

@@ -30,8 +30,6 @@ stage "the installed library: a program built against its CMake package and pkg-
 bash scripts/test-install.sh build/ci
 stage "the Debian packages: installed, built against, purged"
 bash scripts/test-debs.sh build/ci
-stage "the installed Qt platform: the Qt example shop built against it, paying under Xvfb"
-bash scripts/test-qt-install.sh build/ci
 echo "== packaging took $((SECONDS - packaging_start)) s"
 
 stage "Secret Service tests against a throw-away keyring"

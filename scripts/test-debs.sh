@@ -10,7 +10,7 @@ build="$(realpath "$1")"
 SUDO=""
 [ "$(id -u)" -eq 0 ] || SUDO="sudo"
 packages=(libtandri1 libtandri-dev libtandri-gtk1 libtandri-gtk-dev libtandri-gtk4-1
-  libtandri-gtk4-dev)
+  libtandri-gtk4-dev libtandri-qt1 libtandri-qt-dev)
 apt=(-o DPkg::Lock::Timeout=600)  # another apt-get may be running: wait for it
 for p in "${packages[@]}"; do
   if dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "installed"; then
@@ -62,6 +62,10 @@ if [[ " ${packages[*]} " == *" libtandri-gtk4-1 "* ]]; then
   dpkg -L libtandri-gtk4-1 | grep -q '/tandri-1/web-process-extensions/libtandri_webext6\.so$'
   # A GTK 4 application's packages pull in nothing of GTK 3.
   ! dpkg-deb -f "$work"/debs/libtandri-gtk4-1_*.deb Depends | grep -q 'gtk-3\|webkit2gtk'
+fi
+if [[ " ${packages[*]} " == *" libtandri-qt1 "* ]]; then
+  # A Qt application's packages pull in no GTK.
+  ! dpkg-deb -f "$work"/debs/libtandri-qt1_*.deb Depends | grep -q 'gtk'
 fi
 
 bash scripts/check-consumer.sh "$work"

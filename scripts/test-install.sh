@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs a build (configured with -DTANDRI_GTK=ON) into a scratch prefix, checks what it holds,
-# then builds and runs a program against it through the CMake package and through pkg-config.
+# Installs a build (configured with -DTANDRI_GTK=ON, and maybe -DTANDRI_GTK4=ON, -DTANDRI_QT=ON)
+# into a scratch prefix, checks what it holds, then builds and runs programs against it through
+# the CMake package and through pkg-config.
 #   scripts/test-install.sh BUILD_DIR
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -25,6 +26,10 @@ libdir="$(dirname "$(find "$prefix" -name 'libtandri.so.1' -o -name 'libtandri.a
 platforms=(libtandri-gtk)
 if [ -e "$libdir/libtandri-gtk4.so.1" ] || [ -e "$libdir/libtandri-gtk4.a" ]; then
   platforms+=(libtandri-gtk4)
+fi
+if [ -e "$libdir/libtandri-qt.so.1" ]; then
+  platforms+=(libtandri-qt)
+  [ -f "$libdir/cmake/tandri/tandriQtTargets.cmake" ] || fail "no CMake targets for tandri::qt"
 fi
 if [ -e "$libdir/libtandri.so.1" ]; then
   for lib in libtandri "${platforms[@]}"; do

@@ -1,7 +1,7 @@
 // A small Qt Widgets shop with the checkout: the shop's own product list, a quantity and a note,
 // and the checkout button laid out among its widgets. Build it against the installed library:
-//   cmake -S . -B build && cmake --build build        (pkg-config: tandri-qt)
-//   c++ main.cpp $(pkg-config --cflags --libs tandri-qt)
+//   cmake -S . -B build && cmake --build build        (find_package(tandri COMPONENTS qt))
+//   c++ -std=c++20 main.cpp $(pkg-config --cflags --libs tandri-qt)
 // To try it against a staging checkout, set SHOP_CHECKOUT_HOST and SHOP_CHECKOUT_DOMAIN (and
 // SHOP_PROXY, SHOP_CERTIFICATE, SHOP_TRUSTED_HOSTS to reach it); it prints each result as a line.
 
