@@ -157,6 +157,16 @@ int main(int argc, char** argv) {
         }
         tandri::JSBridge::onGet()(message, std::move(completion));
     };
+    // The library's page must have loaded before its script is called.
+    struct Loaded : tandri::NavigationDelegate {
+        bool finished = false;
+        void webViewDidFinishNavigation(tandri::WebView&,
+                                        const tandri::NavigationHandle&) override {
+            finished = true;
+        }
+    };
+    auto loaded = std::make_shared<Loaded>();
+    webView->setNavigationDelegate(loaded);
     webView->loadHTMLString(
         std::string(kPage).replace(std::string(kPage).find("new QWebChannel"),
                                    std::string("new QWebChannel(qt.webChannelTransport, (c) => { "
@@ -167,8 +177,8 @@ int main(int argc, char** argv) {
         std::string("https://checkout.") + tandri::makerDomain() + "/");
     webView->widget()->resize(320, 200);
     webView->widget()->show();
-    if (!spin([&] { return echo.up; })) {
-        std::fprintf(stderr, "the bare page's channel did not start\n");
+    if (!spin([&] { return echo.up && loaded->finished; })) {
+        std::fprintf(stderr, "the pages did not load (or the bare page's channel did not start)\n");
         return 1;
     }
     // A stored value of the size a checkout keeps: a user record of about 500 bytes.

@@ -12,7 +12,7 @@
 
 #include "Core/Utils/NotificationCenter.hpp"
 #include "EngineFixture.hpp"
-#include "Platform/Gtk/GtkLifecycle.hpp"
+#include "Platform/Desktop/Lifecycle.hpp"
 #include "Platform/Gtk/GtkMainQueue.hpp"
 #include "Platform/Gtk/GtkPresenter.hpp"
 #include "Platform/Gtk/GtkWebView.hpp"
@@ -197,7 +197,7 @@ TEST(GtkPresenter, PresentsTapsPicturesAndDismissesAControllerWithItsWebView) {
     destroyWindow(window);
 }
 
-TEST(GtkLifecycle, FocusAndMinimisingPostEachChangeOnceInOrder) {
+TEST(WindowLifecycle, FocusAndMinimisingPostEachChangeOnceInOrder) {
     std::vector<std::string> posted;
     auto& center = NotificationCenter::defaultCenter();
     for (auto name : {NotificationName::ApplicationWillResignActive,
@@ -207,12 +207,12 @@ TEST(GtkLifecycle, FocusAndMinimisingPostEachChangeOnceInOrder) {
         center.addObserver(std::string(name),
                            [&posted](const Notification& n) { posted.push_back(n.name); });
     }
-    GtkLifecycle::State state;
-    GtkLifecycle::transition(state, {false, false});  // focus goes to another window
-    GtkLifecycle::transition(state, {false, false});  // nothing changed
-    GtkLifecycle::transition(state, {false, true});   // minimised
-    GtkLifecycle::transition(state, {true, false});   // restored and focused at once
-    GtkLifecycle::transition(state, {false, true});   // minimised while focused
+    desktop::WindowState state;
+    desktop::transition(state, {false, false});  // focus goes to another window
+    desktop::transition(state, {false, false});  // nothing changed
+    desktop::transition(state, {false, true});   // minimised
+    desktop::transition(state, {true, false});   // restored and focused at once
+    desktop::transition(state, {false, true});   // minimised while focused
     center.removeAllObservers();
     EXPECT_EQ(posted, (std::vector<std::string>{"UIApplicationWillResignActiveNotification",
                                                 "UIApplicationDidEnterBackgroundNotification",

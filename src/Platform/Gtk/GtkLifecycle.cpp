@@ -1,26 +1,26 @@
 #include "Platform/Gtk/GtkLifecycle.hpp"
 
-#include "Core/Utils/NotificationCenter.hpp"
+#include "Platform/Desktop/Lifecycle.hpp"
 
 namespace tandri::gtk {
 
 namespace {
 
-GtkLifecycle::State* stateOf(GtkWindow* window) {
-    return static_cast<GtkLifecycle::State*>(g_object_get_data(G_OBJECT(window), "tandri-life"));
+desktop::WindowState* stateOf(GtkWindow* window) {
+    return static_cast<desktop::WindowState*>(g_object_get_data(G_OBJECT(window), "tandri-life"));
 }
 
 void onActive(GObject* object, GParamSpec*, gpointer) {
     auto* window = GTK_WINDOW(object);
-    GtkLifecycle::State next = *stateOf(window);
+    desktop::WindowState next = *stateOf(window);
     next.active = gtk_window_is_active(window) != FALSE;
-    GtkLifecycle::transition(*stateOf(window), next);
+    desktop::transition(*stateOf(window), next);
 }
 
 void setMinimised(GtkWindow* window, bool minimised) {
-    GtkLifecycle::State next = *stateOf(window);
+    desktop::WindowState next = *stateOf(window);
     next.minimised = minimised;
-    GtkLifecycle::transition(*stateOf(window), next);
+    desktop::transition(*stateOf(window), next);
 }
 
 #if TANDRI_GTK_MAJOR == 4
@@ -47,9 +47,9 @@ gboolean onWindowState(GtkWidget* widget, GdkEventWindowState* event, gpointer) 
 
 void GtkLifecycle::follow(GtkWindow* window) {
     if (stateOf(window) != nullptr) return;
-    auto* state = new State{gtk_window_is_active(window) != FALSE, false};
+    auto* state = new desktop::WindowState{gtk_window_is_active(window) != FALSE, false};
     g_object_set_data_full(G_OBJECT(window), "tandri-life", state,
-                           [](gpointer data) { delete static_cast<State*>(data); });
+                           [](gpointer data) { delete static_cast<desktop::WindowState*>(data); });
     g_signal_connect(window, "notify::is-active", G_CALLBACK(onActive), nullptr);
 #if TANDRI_GTK_MAJOR == 4
     if (gtk_widget_get_realized(GTK_WIDGET(window))) onRealize(GTK_WIDGET(window), nullptr);
@@ -57,23 +57,6 @@ void GtkLifecycle::follow(GtkWindow* window) {
 #else
     g_signal_connect(window, "window-state-event", G_CALLBACK(onWindowState), nullptr);
 #endif
-}
-
-void GtkLifecycle::transition(State& state, State next) {
-    auto& center = NotificationCenter::defaultCenter();
-    if (state.active && !next.active) {
-        center.post(NotificationName::ApplicationWillResignActive);
-    }
-    if (!state.minimised && next.minimised) {
-        center.post(NotificationName::ApplicationDidEnterBackground);
-    }
-    if (state.minimised && !next.minimised) {
-        center.post(NotificationName::ApplicationWillEnterForeground);
-    }
-    if (!state.active && next.active) {
-        center.post(NotificationName::ApplicationDidBecomeActive);
-    }
-    state = next;
 }
 
 }  // namespace tandri::gtk

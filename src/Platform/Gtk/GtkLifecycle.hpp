@@ -13,15 +13,6 @@ class GtkLifecycle {
     /// Posts, on the default notification centre, the life-cycle notifications of `window`
     /// for as long as it lives.
     static void follow(GtkWindow* window);
-
-    /// What `follow` does on each change, for a window that is `active` and `minimised`: each
-    /// notification goes out only when its state really changed. Resigning comes before going
-    /// to the background, and coming to the foreground before becoming active.
-    struct State {
-        bool active = true;
-        bool minimised = false;
-    };
-    static void transition(State& state, State next);
 };
 
 }  // namespace tandri::gtk

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Core/Views/Layout.hpp"
+#include "Platform/Desktop/ViewTree.hpp"
 #include "Platform/Gtk/GtkWebView.hpp"
 #include "Platform/Gtk/ViewPainter.hpp"
 #include "Platform/Gtk/WebKit.hpp"
@@ -16,55 +17,7 @@ namespace tandri::gtk {
 
 namespace {
 
-double nowSeconds() {
-    using namespace std::chrono;
-    return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
-
-const double kStartSeconds = nowSeconds();
-
-/// A cheap fingerprint of what a tree looks like, to redraw only on change.
-void fingerprint(const View& view, std::uint64_t& h) {
-    auto mix = [&h](double v) {
-        std::uint64_t bits = 0;
-        static_assert(sizeof bits == sizeof v);
-        std::memcpy(&bits, &v, sizeof bits);
-        h = (h ^ bits) * 1099511628211ULL;
-    };
-    const Rect f = view.frame();
-    mix(f.x), mix(f.y), mix(f.width), mix(f.height);
-    mix(view.isHidden() ? 1 : 0), mix(view.alpha());
-    if (const auto& c = view.backgroundColor())
-        mix(c->red), mix(c->green), mix(c->blue), mix(c->alpha);
-    mix(static_cast<double>(reinterpret_cast<std::uintptr_t>(&view)));
-    if (auto* image = dynamic_cast<const ImageView*>(&view)) {
-        mix(static_cast<double>(reinterpret_cast<std::uintptr_t>(image->image().get())));
-    } else if (auto* button = dynamic_cast<const Button*>(&view)) {
-        mix(static_cast<double>(reinterpret_cast<std::uintptr_t>(button->image().get())));
-    } else if (auto* bar = dynamic_cast<const NavigationBar*>(&view)) {
-        mix(static_cast<double>(bar->items().size()));
-    }
-    mix(static_cast<double>(view.subviews().size()));
-    for (const auto& sub : view.subviews()) fingerprint(*sub, h);
-}
-
-/// The web views the tree hosts, with where they go (root coordinates) and whether they show.
-struct HostedWebView {
-    std::shared_ptr<WebView> webView;
-    Rect frame;
-    bool visible;
-    bool interactive;  // false when it or a view above it takes no touches
-};
-
-void collectWebViews(const View& view, bool visible, bool interactive,
-                     std::vector<HostedWebView>& out) {
-    visible = visible && !view.isHidden() && view.alpha() > 0;
-    interactive = interactive && view.isUserInteractionEnabled();
-    if (auto* host = dynamic_cast<const WebViewHost*>(&view); host && host->webView()) {
-        out.push_back({host->webView(), frameInRoot(view), visible, interactive});
-    }
-    for (const auto& sub : view.subviews()) collectWebViews(*sub, visible, interactive, out);
-}
+using desktop::HostedWebView;
 
 /// What a widget keeps beside GTK's own state: its tree and the layers it is drawn in
 /// (under the web views, the web views themselves, over them).
@@ -517,7 +470,7 @@ std::shared_ptr<View> ViewWidget::root(GtkWidget* widget) {
 }
 
 double ViewWidget::animationSeconds() {
-    return nowSeconds() - kStartSeconds;
+    return desktop::animationSeconds();
 }
 
 void ViewWidget::sync(GtkWidget* widget) {
@@ -538,8 +491,7 @@ void ViewWidget::sync(GtkWidget* widget, int width, int height) {
     auto& root = *state->root;
     layoutViewTree(root, {0, 0, static_cast<double>(width), static_cast<double>(height)});
 
-    std::vector<HostedWebView> hosted;
-    collectWebViews(root, true, true, hosted);
+    const std::vector<HostedWebView> hosted = desktop::hostedWebViews(root);
     std::vector<State::Placed> placed;
     for (const auto& h : hosted) {
         auto* gtkView = dynamic_cast<GtkWebView*>(h.webView.get());
@@ -564,8 +516,7 @@ void ViewWidget::sync(GtkWidget* widget, int width, int height) {
     releaseWebViews(widget, *state);
     state->placed = std::move(placed);
 
-    std::uint64_t print = 14695981039346656037ULL;
-    fingerprint(root, print);
+    const std::uint64_t print = desktop::fingerprintOf(root);
     if (print != state->drawn || isAnimating(root)) {
         state->drawn = print;
         gtk_widget_queue_draw(state->under);
@@ -603,8 +554,7 @@ void ViewWidget::writeSnapshot(GtkWidget* widget, const std::string& path,
         {}};
     shot->cr = cairo_create(shot->surface);
     paintViewTree(shot->cr, *root, shot->seconds, PaintLayer::UnderWebView);
-    std::vector<HostedWebView> hosted;
-    collectWebViews(*root, true, true, hosted);
+    const std::vector<HostedWebView> hosted = desktop::hostedWebViews(*root);
     for (const auto& page : hosted) {
         auto* gtkView = dynamic_cast<GtkWebView*>(page.webView.get());
         if (gtkView == nullptr || !page.visible) continue;

@@ -2,24 +2,16 @@
 // defaults, and the checkout button as a widget.
 
 #include <QCoreApplication>
-#include <QRegularExpression>
-#include <QStandardPaths>
 #include <QTimer>
 #include <QWebEngineProfile>
 #include <QWidget>
 #include <algorithm>
 #include <utility>
 
-#include "Core/Bridge/LoadingSpinnerViewController.hpp"
 #include "Core/Utils/Logging.hpp"
 #include "Core/Utils/URL.hpp"
-#include "Core/Views/ImageAssets.hpp"
 #include "Core/Views/ViewController.hpp"
-#include "Platform/Desktop/ResourceBundle.hpp"
-#include "Platform/Linux/LinuxDevice.hpp"
-#include "Platform/Linux/PersistentStorage.hpp"
-#include "Platform/Linux/PosixFiles.hpp"
-#include "Platform/Linux/StbImageCodec.hpp"
+#include "Platform/Desktop/Setup.hpp"
 #include "Platform/Qt/QtCookies.hpp"
 #include "Platform/Qt/QtLifecycle.hpp"
 #include "Platform/Qt/QtMainQueue.hpp"
@@ -35,38 +27,15 @@ namespace tandri::qt {
 
 namespace {
 
-/// Decodes the loading screen's frames while the event loop has nothing else to do, one at a
-/// time, into the images every spinner shares: the first tap then shows its spinner at once.
+/// Decodes the loading screen's frames while the event loop has nothing else to do, one a turn.
 void prepareLoadingFrames() {
     auto next = std::make_shared<int>(0);
     auto* timer = new QTimer;
     QObject::connect(timer, &QTimer::timeout, [timer, next] {
-        if (*next >= LoadingSpinnerViewController::kFrameCount) {
-            timer->deleteLater();
-            return;
-        }
-        imageNamed(LoadingSpinnerViewController::frameName((*next)++));
+        if (!desktop::decodeNextLoadingFrame(*next)) timer->deleteLater();
     });
     timer->start(0);
 }
-
-/// "com.example.shop": letters, digits, '_' and '-' in dot-separated elements, at least two, each
-/// starting with no digit; it becomes a directory name, so nothing else gets through.
-bool usableApplicationId(const std::string& id) {
-    static const QRegularExpression pattern(
-        QStringLiteral("^[A-Za-z_-][A-Za-z0-9_-]*(\\.[A-Za-z_-][A-Za-z0-9_-]*)+$"));
-    return id.size() <= 255 && pattern.match(QString::fromStdString(id)).hasMatch();
-}
-
-/// A web view the hybrid host made, kept for as long as that view lives.
-struct AdoptedView : UIDelegate {
-    std::shared_ptr<QtWebView> wrapper;
-    std::shared_ptr<WebView> webViewCreateWebView(
-        WebView&, const std::shared_ptr<WebViewConfiguration>& configuration,
-        const NavigationAction& action) override {
-        return TandriCheckoutPlugin::finishSetupWithRequest(action.request, configuration);
-    }
-};
 
 /// The installation in force: one per process, as the web profile and the stores are.
 std::weak_ptr<Installation>& current() {
@@ -81,7 +50,7 @@ struct Installation::Impl {
     std::shared_ptr<QtPresenter> presenter;
     std::string dataDirectory;
     bool keyring = false;
-    using Adopted = std::vector<std::shared_ptr<AdoptedView>>;
+    using Adopted = std::vector<std::shared_ptr<desktop::AdoptedView>>;
     std::shared_ptr<Adopted> adopted = std::make_shared<Adopted>();
 };
 
@@ -114,28 +83,10 @@ bool Installation::writeSnapshot(const std::string& path) const {
 }
 
 std::shared_ptr<Installation> install(QWidget* window, Options options) {
-    if (window == nullptr) {
-        logInProduction("checkout not set up: no window");
-        return nullptr;
-    }
-    if (!usableApplicationId(options.applicationId)) {
-        logInProduction("checkout not set up: the application id \"" + options.applicationId +
-                        "\" is not a reverse-DNS id such as com.example.shop");
-        return nullptr;
-    }
-    if (!current().expired()) {
-        logInProduction("checkout not set up: it is set up already (one installation per process)");
-        return nullptr;
-    }
+    if (!desktop::acceptSetup(window != nullptr, !current().expired(), options)) return nullptr;
     window = window->window();
     auto impl = std::make_unique<Installation::Impl>();
-    if (options.dataDirectory.empty()) {
-        const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-        options.dataDirectory = data.toStdString() + "/" + options.applicationId;
-    }
     impl->dataDirectory = options.dataDirectory;
-    if (!options.checkoutDomain.empty()) setMakerDomain(options.checkoutDomain);
-    if (!options.checkoutHost.empty()) TandriProfile::setCheckoutHost(options.checkoutHost);
 
     Platform ports;
     ports.systemLog = Platform::current().systemLog;  // where the lines went so far
@@ -146,27 +97,11 @@ std::shared_ptr<Installation> install(QWidget* window, Options options) {
         impl->dataDirectory + "/webengine");
     ports.webViews = impl->factory;
     ports.cookies = std::make_shared<QtCookies>(impl->factory->sharedProfile());
-    const auto backend = options.keychain == KeychainStore::ApplicationStore
-                             ? linux_storage::KeychainBackend::Sqlite
-                             : linux_storage::KeychainBackend::SecretService;
-    auto chosen = linux_storage::KeychainBackend::Sqlite;
-    if (!linux_storage::installStoragePorts(ports, options.applicationId, backend,
-                                            impl->dataDirectory + "/storage.db", &chosen)) {
+    std::string vendor = QCoreApplication::organizationName().toStdString();
+    if (vendor.empty()) vendor = QCoreApplication::applicationName().toStdString();
+    if (!desktop::installCommonPorts(ports, options, vendor, impl->keyring)) {
         return nullptr;  // the store said why
     }
-    impl->keyring = chosen == linux_storage::KeychainBackend::SecretService;
-    if (impl->keyring) logInProduction("keychain items are kept in the desktop keyring");
-    ports.files = std::make_shared<linux_platform::PosixFiles>(impl->dataDirectory);
-    ports.imageCodec = std::make_shared<linux_platform::StbImageCodec>();
-    Dictionary hostInfo;
-    if (!options.applicationVersion.empty())
-        hostInfo.set("CFBundleShortVersionString", Value(options.applicationVersion));
-    ports.bundle = std::make_shared<desktop::ResourceBundle>(std::move(hostInfo));
-    std::string vendor = options.vendor;
-    if (vendor.empty()) vendor = QCoreApplication::organizationName().toStdString();
-    if (vendor.empty()) vendor = QCoreApplication::applicationName().toStdString();
-    if (vendor.empty()) vendor = options.applicationId;
-    ports.device = std::make_shared<linux_platform::LinuxDevice>(vendor);
     ports.urlOpener = std::make_shared<QtURLOpener>();
     impl->presenter = std::make_shared<QtPresenter>(window);
     ports.presenter = impl->presenter;
@@ -192,13 +127,7 @@ std::shared_ptr<Installation> install(QWidget* window, std::string applicationId
 struct CheckoutButton::Impl {
     std::shared_ptr<TandriCheckoutButton> button;
     QPointer<ViewWidget> widget;
-    // The start as a tap asks for it: the closure the button hands once it can start, used once.
-    struct Start {
-        std::function<void()> launch;
-        std::function<void()> goOn;
-        bool launched = false;
-    };
-    std::shared_ptr<Start> start = std::make_shared<Start>();
+    desktop::TapToStart tapToStart;
 };
 
 CheckoutButton::CheckoutButton() : impl_(std::make_unique<Impl>()) {
@@ -219,30 +148,8 @@ QWidget* CheckoutButton::widget() const {
 
 void CheckoutButton::onCheckout(const Installation& installation, TandriProfile profile,
                                 TandriPurchaseInfo purchaseInfo, CheckoutCompletion completion) {
-    std::weak_ptr<Impl::Start> weak = impl_->start;
-    *impl_->start = {};
-    onCheckout(
-        installation, std::move(profile), std::move(purchaseInfo),
-        [weak](std::function<void()> closure) {
-            auto start = weak.lock();
-            if (!start) return;
-            if (!start->launched) {
-                start->launch = std::move(closure);
-            } else {
-                // Started: the page goes on at once, and the button is armed again.
-                start->launched = false;
-                start->launch = nullptr;
-                start->goOn = std::move(closure);
-                start->goOn();
-            }
-        },
-        [weak] {
-            auto start = weak.lock();
-            if (!start || !start->launch || start->launched) return;
-            start->launched = true;
-            start->launch();
-        },
-        std::move(completion));
+    impl_->tapToStart.arm(*impl_->button, std::move(profile), std::move(purchaseInfo),
+                          installation.screen(), std::move(completion));
 }
 
 void CheckoutButton::onCheckout(const Installation& installation, TandriProfile profile,
@@ -277,7 +184,7 @@ void installPlugin(const Installation& installation, QWebEngineView* view,
                    std::vector<std::string> trustedOrigins) {
     if (view == nullptr) return;
     auto& impl = *installation.impl_;
-    auto adopted = std::make_shared<AdoptedView>();
+    auto adopted = std::make_shared<desktop::AdoptedView>();
     adopted->wrapper = impl.factory->adopt(view);
     adopted->wrapper->setUIDelegate(adopted);
     auto plugin = TandriCheckoutPlugin::main();

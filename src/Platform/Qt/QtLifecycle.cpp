@@ -4,7 +4,7 @@
 #include <QVariant>
 #include <QWidget>
 
-#include "Core/Utils/NotificationCenter.hpp"
+#include "Platform/Desktop/Lifecycle.hpp"
 
 namespace tandri::qt {
 
@@ -23,8 +23,8 @@ class Follower : public QObject {
                 case QEvent::WindowActivate:
                 case QEvent::WindowDeactivate:
                 case QEvent::WindowStateChange: {
-                    QtLifecycle::State next{window_->isActiveWindow(), window_->isMinimized()};
-                    QtLifecycle::transition(state_, next);
+                    desktop::transition(state_,
+                                        {window_->isActiveWindow(), window_->isMinimized()});
                     break;
                 }
                 default:
@@ -36,7 +36,7 @@ class Follower : public QObject {
 
   private:
     QWidget* window_;
-    QtLifecycle::State state_;
+    desktop::WindowState state_;
 };
 
 }  // namespace
@@ -46,19 +46,6 @@ void QtLifecycle::follow(QWidget* window) {
     if (window == nullptr || window->property(kFollowed).toBool()) return;
     window->setProperty(kFollowed, true);
     window->installEventFilter(new Follower(window));
-}
-
-void QtLifecycle::transition(State& state, State next) {
-    auto& center = NotificationCenter::defaultCenter();
-    if (state.active && !next.active) center.post(NotificationName::ApplicationWillResignActive);
-    if (!state.minimised && next.minimised) {
-        center.post(NotificationName::ApplicationDidEnterBackground);
-    }
-    if (state.minimised && !next.minimised) {
-        center.post(NotificationName::ApplicationWillEnterForeground);
-    }
-    if (!state.active && next.active) center.post(NotificationName::ApplicationDidBecomeActive);
-    state = next;
 }
 
 }  // namespace tandri::qt

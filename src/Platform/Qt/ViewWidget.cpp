@@ -12,59 +12,14 @@
 
 #include "Core/Views/Layout.hpp"
 #include "Platform/Desktop/ViewPainter.hpp"
+#include "Platform/Desktop/ViewTree.hpp"
 #include "Platform/Qt/QtWebView.hpp"
 
 namespace tandri::qt {
 
 namespace {
 
-double nowSeconds() {
-    using namespace std::chrono;
-    return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
-
-const double kStartSeconds = nowSeconds();
-
-/// A cheap fingerprint of what a tree looks like, to repaint only on change.
-void fingerprint(const View& view, std::uint64_t& h) {
-    auto mix = [&h](double v) {
-        std::uint64_t bits = 0;
-        std::memcpy(&bits, &v, sizeof bits);
-        h = (h ^ bits) * 1099511628211ULL;
-    };
-    const Rect f = view.frame();
-    mix(f.x), mix(f.y), mix(f.width), mix(f.height);
-    mix(view.isHidden() ? 1 : 0), mix(view.alpha());
-    if (const auto& c = view.backgroundColor())
-        mix(c->red), mix(c->green), mix(c->blue), mix(c->alpha);
-    mix(static_cast<double>(reinterpret_cast<std::uintptr_t>(&view)));
-    if (auto* image = dynamic_cast<const ImageView*>(&view)) {
-        mix(static_cast<double>(reinterpret_cast<std::uintptr_t>(image->image().get())));
-    } else if (auto* button = dynamic_cast<const Button*>(&view)) {
-        mix(static_cast<double>(reinterpret_cast<std::uintptr_t>(button->image().get())));
-    } else if (auto* bar = dynamic_cast<const NavigationBar*>(&view)) {
-        mix(static_cast<double>(bar->items().size()));
-    }
-    mix(static_cast<double>(view.subviews().size()));
-    for (const auto& sub : view.subviews()) fingerprint(*sub, h);
-}
-
-struct HostedWebView {
-    std::shared_ptr<WebView> webView;
-    Rect frame;
-    bool visible;
-    bool interactive;  // false when it or a view above it takes no touches
-};
-
-void collectWebViews(const View& view, bool visible, bool interactive,
-                     std::vector<HostedWebView>& out) {
-    visible = visible && !view.isHidden() && view.alpha() > 0;
-    interactive = interactive && view.isUserInteractionEnabled();
-    if (auto* host = dynamic_cast<const WebViewHost*>(&view); host && host->webView()) {
-        out.push_back({host->webView(), frameInRoot(view), visible, interactive});
-    }
-    for (const auto& sub : view.subviews()) collectWebViews(*sub, visible, interactive, out);
-}
+using desktop::HostedWebView;
 
 /// Paints one layer of `root` at `size` into a picture Qt can draw.
 QImage paintLayer(const View& root, QSize size, desktop::PaintLayer layer) {
@@ -127,7 +82,7 @@ ViewWidget::~ViewWidget() {
 }
 
 double ViewWidget::animationSeconds() {
-    return nowSeconds() - kStartSeconds;
+    return desktop::animationSeconds();
 }
 
 void ViewWidget::sync() {
@@ -135,8 +90,7 @@ void ViewWidget::sync() {
     const QSize size = width() > 1 && height() > 1 ? this->size() : natural_;
     layoutViewTree(*root_,
                    {0, 0, static_cast<double>(size.width()), static_cast<double>(size.height())});
-    std::vector<HostedWebView> hosted;
-    collectWebViews(*root_, true, true, hosted);
+    const std::vector<HostedWebView> hosted = desktop::hostedWebViews(*root_);
     std::vector<std::weak_ptr<WebView>> placed;
     for (const auto& h : hosted) {
         auto* qtView = dynamic_cast<QtWebView*>(h.webView.get());
@@ -171,8 +125,7 @@ void ViewWidget::sync() {
     if (over_->geometry() != rect()) over_->setGeometry(rect());
     over_->raise();
 
-    std::uint64_t print = 14695981039346656037ULL;
-    fingerprint(*root_, print);
+    const std::uint64_t print = desktop::fingerprintOf(*root_);
     if (print != drawn_ || desktop::isAnimating(*root_)) {
         drawn_ = print;
         update();
