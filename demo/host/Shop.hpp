@@ -14,25 +14,9 @@
 #include <tandri/gtk.hpp>
 #include <tandri/tandri.hpp>
 
+#include "ShopSettings.hpp"
+
 namespace shop {
-
-enum class Flow {
-    Button,  // the checkout button among the shop's own widgets
-    Manual,  // the shop's own "Pay" button starting a manual checkout session
-    Hybrid,  // the shop's own web page, talking to the checkout through the plugin
-};
-
-struct Settings {
-    Flow flow = Flow::Button;
-    /// Where the checkout is served (a staging server, here the local sandbox) and how it is
-    /// reached; empty in production.
-    tandri::gtk::Network network;
-    std::string checkoutHost;
-    std::string checkoutDomain;
-    /// The shop's own page, for the hybrid flow.
-    std::string merchantPageUrl;
-    tandri::gtk::KeychainStore keychain = tandri::gtk::KeychainStore::Automatic;
-};
 
 class Shop {
   public:
