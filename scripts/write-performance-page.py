@@ -199,34 +199,59 @@ def timeline_section(tl, apart=False):
     return lines
 
 
+def median_run(prefix):
+    """Of the round-trip runs `PREFIX-N.json` taken in turn, the one with the median ratio of the
+    library over the bare echo: (ratio, bare, library), and the ratios of all of them from
+    `PREFIX.txt`."""
+    found = []
+    for path in sorted(glob.glob(os.path.join(results, f"{prefix}-*.json"))):
+        with open(path) as f:
+            data = json.load(f)
+        runs = {r["name"]: r["micros"] for r in data["runs"]}
+        names = list(runs)
+        bare, library = runs[names[0]], runs[names[-1]]
+        found.append((percentile(library, 0.5) / percentile(bare, 0.5), bare, library))
+    found.sort(key=lambda r: r[0])
+    ratios = ", ".join(line.split()[3] for line in read(f"{prefix}.txt").splitlines())
+    return found[len(found) // 2], ratios
+
+
+ROUND_TRIP_HEADER = [
+    "| round trip | bare echo median | bare echo p99 | library median | library p99 | library over echo (median) | the three runs |",
+    "|---|---|---|---|---|---|---|",
+]
+
+
+def round_trip_row(name, prefix):
+    (_, bare, library), ratios = median_run(prefix)
+    return (f"| {name} | {percentile(bare, 0.5):.0f} | {percentile(bare, 0.99):.0f} | "
+            f"{percentile(library, 0.5):.0f} | {percentile(library, 0.99):.0f} | "
+            f"{percentile(library, 0.5) / percentile(bare, 0.5):.2f} | {ratios} |")
+
+
+def replace_section(heading, section_lines):
+    """Puts a section into the page as it stands (before "## Start-up"), replacing an earlier
+    one of the same heading."""
+    with open(page) as f:
+        old = f.read()
+    section = "\n".join(section_lines) + "\n"
+    if heading in old:
+        start = old.index(heading)
+        end = old.index("\n## ", start) + 1
+    else:
+        start = end = old.index("## Start-up")
+    with open(page, "w") as f:
+        f.write(old[:start] + section + "\n" + old[end:])
+
+
 def toolkits_section():
     """GTK 3 and GTK 4 side by side, from the round-trip-gtk*-N.json and timeline-gtk*.json of one
     run of performance.sh."""
-    def round_trips(toolkit):
-        # Of the runs taken in turn with the other toolkit's, the one with the median ratio.
-        found = []
-        for path in sorted(glob.glob(os.path.join(results, f"round-trip-{toolkit}-*.json"))):
-            with open(path) as f:
-                data = json.load(f)
-            runs = {r["name"]: r["micros"] for r in data["runs"]}
-            names = list(runs)
-            bare, library = runs[names[0]], runs[names[-1]]
-            found.append((percentile(library, 0.5) / percentile(bare, 0.5), bare, library))
-        found.sort(key=lambda r: r[0])
-        return found[len(found) // 2] if found else None
-
     def timeline(toolkit):
         with open(os.path.join(results, f"timeline-{toolkit}.json")) as f:
             tl = json.load(f)
         return tl, {s["name"]: {e["name"]: e["ms"] for e in s["events"]} for s in tl["series"]}
 
-    rows = []
-    spreads = {}
-    for toolkit in ("gtk3", "gtk4"):
-        _, bare, library = round_trips(toolkit)
-        ratios = [line.split()[3] for line in read(f"round-trip-{toolkit}.txt").splitlines()]
-        spreads[toolkit] = ", ".join(ratios)
-        rows.append((toolkit, bare, library))
     tl3, s3 = timeline("gtk3")
     _, s4 = timeline("gtk4")
 
@@ -244,14 +269,10 @@ def toolkits_section():
         f"({tl3['runs']} processes of {tl3['taps']} taps each, GTK 3's first). Round trips in",
         "microseconds, the timeline in milliseconds since the tap: median (min-max).",
         "",
-        "| round trip | bare echo median | bare echo p99 | library median | library p99 | library over echo (median) | the three runs |",
-        "|---|---|---|---|---|---|---|",
+    ] + ROUND_TRIP_HEADER + [
+        round_trip_row("GTK 3, WebKitGTK 4.1", "round-trip-gtk3"),
+        round_trip_row("GTK 4, WebKitGTK 6.0", "round-trip-gtk4"),
     ]
-    for toolkit, bare, library in rows:
-        name = "GTK 3, WebKitGTK 4.1" if toolkit == "gtk3" else "GTK 4, WebKitGTK 6.0"
-        lines.append(f"| {name} | {percentile(bare, 0.5):.0f} | {percentile(bare, 0.99):.0f} | "
-                     f"{percentile(library, 0.5):.0f} | {percentile(library, 0.99):.0f} | "
-                     f"{percentile(library, 0.5) / percentile(bare, 0.5):.2f} | {spreads[toolkit]} |")
     lines += [
         "",
         "| tap to checkout | GTK 3 | GTK 4 |",
@@ -274,17 +295,6 @@ def toolkits_section():
 def chromium_section():
     """The Qt WebEngine platform beside WebKitGTK, from the round-trip-qt-N.json and
     timeline-qt.txt of one run of `CHROMIUM_ONLY=1 scripts/performance.sh`."""
-    found = []
-    for path in sorted(glob.glob(os.path.join(results, "round-trip-qt-*.json"))):
-        with open(path) as f:
-            data = json.load(f)
-        runs = {r["name"]: r["micros"] for r in data["runs"]}
-        names = list(runs)
-        bare, library = runs[names[0]], runs[names[-1]]
-        found.append((percentile(library, 0.5) / percentile(bare, 0.5), bare, library))
-    found.sort(key=lambda r: r[0])
-    _, bare, library = found[len(found) // 2]
-    ratios = ", ".join(line.split()[3] for line in read("round-trip-qt.txt").splitlines())
     taps = [float(v) for v in read("timeline-qt.txt").split()]
     return [
         "## Chromium (Qt WebEngine)",
@@ -298,11 +308,8 @@ def chromium_section():
         "answer run in the asking document only. Round trips in microseconds: the run with the",
         "median ratio of three, the ratios of all three beside it.",
         "",
-        "| round trip | bare echo median | bare echo p99 | library median | library p99 | library over echo (median) | the three runs |",
-        "|---|---|---|---|---|---|---|",
-        f"| Qt 6.4, Chromium | {percentile(bare, 0.5):.0f} | {percentile(bare, 0.99):.0f} | "
-        f"{percentile(library, 0.5):.0f} | {percentile(library, 0.99):.0f} | "
-        f"{percentile(library, 0.5) / percentile(bare, 0.5):.2f} | {ratios} |",
+    ] + ROUND_TRIP_HEADER + [
+        round_trip_row("Qt 6.4, Chromium", "round-trip-qt"),
         "",
         f"Tap to checkout in the Qt demo (`tandri-qt-demo --auto success`, {len(taps)} processes, the",
         "first tap of each): from the tap to the checkout screen on top, its page loaded, median "
@@ -312,34 +319,13 @@ def chromium_section():
     ]
 
 
-# `write-performance-page.py RESULTS PAGE --chromium` puts the Chromium section into the page as
-# it stands (before "## Start-up"), replacing an earlier one.
+# `write-performance-page.py RESULTS PAGE --chromium` (or `--toolkits`) puts the Chromium section
+# (or GTK 3 and GTK 4 side by side) into the page as it stands.
 if len(sys.argv) > 3 and sys.argv[3] == "--chromium":
-    with open(page) as f:
-        old = f.read()
-    section = "\n".join(chromium_section()) + "\n"
-    if "## Chromium (Qt WebEngine)" in old:
-        start = old.index("## Chromium (Qt WebEngine)")
-        end = old.index("\n## ", start) + 1
-    else:
-        start = end = old.index("## Start-up")
-    with open(page, "w") as f:
-        f.write(old[:start] + section + "\n" + old[end:])
+    replace_section("## Chromium (Qt WebEngine)", chromium_section())
     sys.exit(0)
-
-# `write-performance-page.py RESULTS PAGE --toolkits` puts the side-by-side section into the page
-# as it stands (before "## Start-up"), replacing an earlier one.
 if len(sys.argv) > 3 and sys.argv[3] == "--toolkits":
-    with open(page) as f:
-        old = f.read()
-    section = "\n".join(toolkits_section()) + "\n"
-    if "## GTK 3 and GTK 4 side by side" in old:
-        start = old.index("## GTK 3 and GTK 4 side by side")
-        end = old.index("\n## ", start) + 1
-    else:
-        start = end = old.index("## Start-up")
-    with open(page, "w") as f:
-        f.write(old[:start] + section + "\n" + old[end:])
+    replace_section("## GTK 3 and GTK 4 side by side", toolkits_section())
     sys.exit(0)
 
 # `write-performance-page.py RESULTS PAGE --timeline-only` puts a new timeline into the page as it
