@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Builds everything from nothing and runs every test:
-#   1. a warnings-as-errors build (the GTK platform for GTK 3 and, in the same tree, for GTK 4),
-#      all tests through CTest (the real-engine
-#      tests under Xvfb when there is no display), then its installation and its Debian
-#      packages (installed into the system, built against and purged);
-#   2. an AddressSanitizer + UndefinedBehaviorSanitizer build, all tests again;
+#   1. a warnings-as-errors build (the GTK platform for GTK 3 and, in the same tree, for GTK 4,
+#      and the Qt WebEngine platform), all tests through CTest (the real-engine tests under Xvfb
+#      when there is no display), then its installation and its Debian packages (installed into
+#      the system, built against and purged), the example shop of each toolkit paying in both;
+#   2. an AddressSanitizer + UndefinedBehaviorSanitizer build (GTK 3), all tests again;
 #   3. a ThreadSanitizer build of the unit tests (answers that come from other threads);
 #   4. the libFuzzer targets (clang, with both sanitizers), each for a bounded time.
 # Environment: FUZZ_SECONDS (default 60 per target), JOBS (default 2).
